@@ -1,0 +1,36 @@
+// The decimal number at the start of a kernel attribute's text.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+namespace kt {
+
+/**
+ * Gives what `std::istringstream(text) >> number` leaves in an unsigned number that was 0, without a stream: white
+ * space is skipped, a sign is accepted ("-1" is 4294967295), a number that does not fit is 4294967295 under either
+ * sign, the first other character ends it, and a text without a number is 0.
+ */
+inline std::uint32_t decimal_value(const char* text)
+{
+    constexpr std::uint32_t most = std::numeric_limits<std::uint32_t>::max();
+
+    while (*text == ' ' || (*text >= '\t' && *text <= '\r'))
+        ++text;
+    const bool negative = *text == '-';
+    if (negative || *text == '+')
+        ++text;
+
+    std::uint32_t value = 0;
+    for (;; ++text) {
+        const std::uint32_t digit = static_cast<std::uint32_t>(static_cast<unsigned char>(*text)) - '0';
+        if (digit > 9)
+            break;
+        if (value > most / 10 || (value == most / 10 && digit > most % 10))
+            return most;
+        value = value * 10 + digit;
+    }
+    return negative ? 0 - value : value;
+}
+
+} // namespace kt
