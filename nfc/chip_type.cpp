@@ -1,0 +1,36 @@
+// Which contactless chip the board carries.
+#include "base/attributes.h"
+#include "base/board_directories.h"
+#include "base/failure.h"
+#include "kt_driver/base.h"
+#include "kt_driver/nfc.h"
+
+#include <cstdio>
+
+namespace {
+
+struct board_row {
+    int hardware_version;
+    int chip;
+};
+
+constexpr board_row boards[] = {
+    {50, 4}, {80, 3}, {90, 6}, {100, 4}, {200, 2}, {300, 3}, {500, 1}, {501, 3},
+};
+
+} // namespace
+
+int kt_get_rfid_chip(void)
+{
+    const int chip = kt::attribute_int(kt::nfc_directory, "nfc_rfid_chip");
+    const kt::errno_keeper keeper; // the cause, should the board be unknown too
+    std::printf("%s ret=%d\r\n", __func__, chip);
+    if (chip != -1)
+        return chip;
+
+    const int version = kt_hardware_ver();
+    for (const board_row& board : boards)
+        if (board.hardware_version == version)
+            return board.chip;
+    return -1;
+}
