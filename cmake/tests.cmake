@@ -1,0 +1,89 @@
+# How a test program is built and run: on a virtual terminal of its own, or on the desk.
+include(GoogleTest)
+find_package(GTest REQUIRED)
+
+set(default_terminal ${PROJECT_BINARY_DIR}/bin/kt-terminal)
+if(CMAKE_CROSSCOMPILING)
+    cmake_path(SET default_terminal NORMALIZE ${PROJECT_BINARY_DIR}/../release/bin/kt-terminal)
+endif()
+set(KT_TERMINAL_PROGRAM ${default_terminal} CACHE FILEPATH "The kt-terminal that runs the tests of this build")
+
+# A terminal shows its program the build folder, not the checkout: what sanitizers read must lie there.
+configure_file(${PROJECT_SOURCE_DIR}/cmake/tsan.supp ${PROJECT_BINARY_DIR}/tsan.supp COPYONLY)
+
+# What a sanitizer's program is started through: its options, and for ThreadSanitizer a fixed address layout, since the
+# random one of some kernels collides with its shadow memory.
+set(sanitizer_launcher "")
+if(KT_SANITIZE STREQUAL "address")
+    set(sanitizer_launcher env
+        ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
+        UBSAN_OPTIONS=print_stacktrace=1)
+elseif(KT_SANITIZE STREQUAL "thread")
+    set(sanitizer_launcher setarch -R env
+        TSAN_OPTIONS=suppressions=${PROJECT_BINARY_DIR}/tsan.supp:second_deadlock_stack=1)
+endif()
+
+# A MIPS program runs neither on this machine nor on its terminal: it is built, and tried on the product.
+set(can_run_on_terminal TRUE)
+set(sysroot_option "")
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "mipsel")
+    set(can_run_on_terminal FALSE)
+elseif(CMAKE_CROSSCOMPILING)
+    set(sysroot_option --sysroot ${KT_SYSROOT})
+endif()
+
+# Builds the GoogleTest program NAME; used by the two functions below.
+function(kt_build_test_program NAME)
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBS")
+    add_executable(${NAME} ${ARG_SOURCES})
+    set_target_properties(${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+    target_link_libraries(${NAME} PRIVATE
+        kt_warnings kt_sanitized $<TARGET_NAME_IF_EXISTS:kt_test_support> ${ARG_LIBS} GTest::gmock GTest::gtest_main)
+endfunction()
+
+# Registers every test case of NAME as one test of its own, labelled with its area (the folder) and with WHERE it runs.
+function(kt_register_test_cases NAME WHERE)
+    gtest_discover_tests(${NAME}
+        TEST_PREFIX ${NAME}/
+        DISCOVERY_MODE PRE_TEST
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 120)
+    # ctest reads this instead of the list of test cases: it adds what gtest_discover_tests cannot pass on.
+    get_property(include_files DIRECTORY PROPERTY TEST_INCLUDE_FILES)
+    list(POP_BACK include_files test_case_list)
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME area)
+    set(labels "${area};${WHERE}")
+    set(test_case_file ${CMAKE_CURRENT_BINARY_DIR}/${NAME}_cases.cmake)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/test_cases_${WHERE}.cmake.in ${test_case_file} @ONLY)
+    set_property(DIRECTORY PROPERTY TEST_INCLUDE_FILES ${include_files} ${test_case_file})
+endfunction()
+
+# kt_add_terminal_test(NAME SOURCES ... [LIBS ...])
+# A GoogleTest program against libkt_driver; every test case runs as the program of a terminal of its own.
+function(kt_add_terminal_test NAME)
+    if(KT_FUZZ)
+        return()
+    endif()
+    kt_build_test_program(${NAME} ${ARGN})
+    target_link_libraries(${NAME} PRIVATE kt_driver)
+    if(NOT can_run_on_terminal)
+        return()
+    endif()
+    set(launcher ${sanitizer_launcher} ${KT_TERMINAL_PROGRAM} ${sysroot_option} --bind ${PROJECT_BINARY_DIR} --)
+    set_property(TARGET ${NAME} PROPERTY CROSSCOMPILING_EMULATOR ${launcher})
+    kt_register_test_cases(${NAME} on-terminal)
+endfunction()
+
+# kt_add_host_test(NAME SOURCES ... [LIBS ...])
+# A GoogleTest program that runs on the desk itself; it names the library's parts that it needs in LIBS.
+function(kt_add_host_test NAME)
+    if(KT_FUZZ)
+        return()
+    endif()
+    kt_build_test_program(${NAME} ${ARGN})
+    get_target_property(emulator ${NAME} CROSSCOMPILING_EMULATOR)
+    if(NOT emulator)
+        set_property(TARGET ${NAME} PROPERTY CROSSCOMPILING_EMULATOR ${sanitizer_launcher})
+    endif()
+    kt_register_test_cases(${NAME} on-desk)
+endfunction()
