@@ -1,0 +1,60 @@
+/** Holds back accesses that a failure rule delays or lets hang, without ever blocking the server. */
+#pragma once
+
+#define FUSE_USE_VERSION 35
+
+#include "terminal/model/faults.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <fuse3/fuse_lowlevel.h>
+#include <map>
+#include <mutex>
+#include <thread>
+
+namespace kt::terminal {
+
+/** Threads: any. */
+class gate {
+public:
+    /** Goes on with an access: with 0, or with the errno it ends with. Called once. */
+    using step = std::function<void(int error)>;
+
+    explicit gate(faults& rules);
+
+    /** Ends what still waits with EIO. */
+    ~gate();
+    gate(const gate&) = delete;
+    gate& operator=(const gate&) = delete;
+
+    /** Lets an access wait as @p ruled; a signal ends the waiting with EINTR. */
+    void hold(fuse_req_t asked, const verdict& ruled, step go);
+
+    /** The libfuse callback's way back. */
+    void interrupt(std::uint64_t number);
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    struct waiting {
+        clock::time_point due;
+        verdict ruled;
+        bool interrupted = false;
+        bool armed = false; /**< The request can be interrupted, so it may be answered. */
+        step go;
+    };
+
+    void work();
+
+    faults& rules_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::map<std::uint64_t, waiting> waiting_;
+    std::uint64_t last_number_ = 0;
+    bool stopping_ = false;
+    std::thread worker_;
+};
+
+} // namespace kt::terminal

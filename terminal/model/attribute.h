@@ -1,0 +1,35 @@
+/** An attribute file as the kernel's drivers show it: one small text, one store per write. */
+#pragma once
+
+#include "terminal/model/board.h"
+#include "terminal/model/node.h"
+
+#include <functional>
+#include <mutex>
+
+namespace kt::terminal {
+
+class attribute_file : public node {
+public:
+    explicit attribute_file(attribute_state state);
+
+    struct stat status() const override;
+    int change(const status_change& wanted) override;
+    result<std::unique_ptr<open_file>> open(int flags) override;
+
+    attribute_state state() const;
+    void set(attribute_state state);
+    void watch(std::function<void(const std::string&)> written);
+
+private:
+    class opened;
+
+    std::string text() const;
+    int store(std::string_view written);
+
+    mutable std::mutex mutex_; // reads and writes come without the tree's lock
+    attribute_state state_;
+    std::function<void(const std::string&)> written_;
+};
+
+} // namespace kt::terminal

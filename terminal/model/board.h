@@ -1,0 +1,118 @@
+/** The virtual board: a tree of nodes, the journal and the failure rules; all its other side is reached from here. */
+#pragma once
+
+#include "terminal/model/faults.h"
+#include "terminal/model/journal.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kt::terminal {
+
+class node;
+class directory;
+
+/** How an attribute takes what is written to it. */
+enum class attribute_kind {
+    text,    /**< Keeps the bytes as written. */
+    integer, /**< Takes a number as drivers do (kstrtoll: base by prefix, one line feed), else EINVAL; shows "%d\n". */
+};
+
+/** One attribute file of the kernel. */
+struct attribute_state {
+    std::string text;                           /**< What a read shows, the line feed included. */
+    std::uint32_t mode = 0644;                  /**< Permission bits. */
+    attribute_kind kind = attribute_kind::text; /**< */
+};
+
+/** What a stand-in program does when the program runs it. */
+struct program_answer {
+    int status = 0;        /**< Exit status. */
+    std::string output;    /**< Printed on standard output first. */
+    std::string run;       /**< If set: this program is run instead, with the same arguments. */
+    std::string power;     /**< "restart" or "off": the board goes down; else empty. */
+};
+
+/** Threads: any. Paths are absolute and as the program sees them; they lie below /sys, /dev, /proc, /kt, /mnt/data or /run. */
+class board {
+public:
+    board();
+    ~board();
+    board(const board&) = delete;
+    board& operator=(const board&) = delete;
+
+    journal& events() { return journal_; }
+    faults& failures() { return faults_; }
+
+    /** Makes or changes an attribute, its folders included. False: the place is taken by something else. */
+    bool put_attribute(std::string_view path, attribute_state state);
+
+    /** An attribute as it stands; nothing when there is none. */
+    std::optional<attribute_state> attribute(std::string_view path) const;
+
+    /** Called after a program wrote to the attribute, with the new text. False: no such attribute. */
+    bool watch_attribute(std::string_view path, std::function<void(const std::string& text)> written);
+
+    /** Makes an empty folder and those above it. */
+    bool put_directory(std::string_view path);
+
+    /** Makes a symbolic link. */
+    bool put_link(std::string_view path, std::string target);
+
+    /** Makes or replaces an ordinary file: stored below /kt and /mnt/data, kept in memory elsewhere. */
+    bool put_file(std::string_view path, std::string_view bytes, std::uint32_t mode);
+
+    /** An ordinary file's bytes. */
+    std::optional<std::string> file(std::string_view path) const;
+
+    /** Takes a place off the board, with all below it. */
+    bool remove(std::string_view path);
+
+    /** The names in a folder, sorted; nothing when it is no folder. */
+    std::optional<std::vector<std::string>> list(std::string_view path) const;
+
+    /** Sets what a stand-in program does. */
+    void set_program(std::string name, program_answer answer);
+
+    /** What a stand-in program does; an unknown one exits with 0. */
+    program_answer program(std::string_view name) const;
+
+    /** All stand-in programs that the board knows, sorted. */
+    std::vector<std::string> programs() const;
+
+    /** Gives the folder (an open directory, owned from now on) in which /kt and /mnt/data are kept. Before any put_file
+        there. False: it cannot be used, errno says why. */
+    bool keep_state_in(int directory_fd);
+
+    /** The node of a path, for the file system. */
+    std::shared_ptr<node> find(std::string_view path) const;
+    const std::shared_ptr<directory>& root() const { return root_; }
+
+    /** Held around every use of the tree's nodes. */
+    std::mutex& tree_mutex() const { return tree_mutex_; }
+
+    /** Called, without the lock, after the other side took a folder off the board. */
+    void set_vanished(std::function<void(std::uint64_t folder, const std::string& name)> vanished);
+
+private:
+    std::shared_ptr<node> find_locked(std::string_view path) const;
+    std::shared_ptr<node> make_folders(std::string_view path, std::string& last);
+    bool put_node(std::string_view path, std::shared_ptr<node> made);
+
+    mutable std::mutex tree_mutex_;
+    std::function<void(std::uint64_t, const std::string&)> vanished_;
+    mutable std::mutex programs_mutex_;
+    std::map<std::string, program_answer, std::less<>> programs_;
+    journal journal_;
+    faults faults_;
+    std::shared_ptr<directory> root_;
+};
+
+} // namespace kt::terminal
