@@ -1,0 +1,83 @@
+/** The packets between helper and terminal, on their socket. */
+#include "terminal/root/packets.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+namespace kt::terminal {
+
+namespace {
+
+constexpr std::size_t room_for_descriptors = CMSG_SPACE(sizeof(int) * descriptors_in_packet);
+
+bool send_message(int channel, const msghdr& message)
+{
+    ssize_t sent = 0;
+    do {
+        sent = sendmsg(channel, &message, MSG_NOSIGNAL);
+    } while (sent < 0 && errno == EINTR);
+    return sent >= 0;
+}
+
+} // namespace
+
+bool send_packet(int channel, packet_kind kind, int value, const std::string& text)
+{
+    packet_header header{kind, value};
+    const std::string sent = text.substr(0, longest_packet_text);
+    iovec parts[] = {{&header, sizeof header}, {const_cast<char*>(sent.data()), sent.size()}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    return send_message(channel, message);
+}
+
+bool send_descriptors(int channel, const std::array<int, descriptors_in_packet>& descriptors)
+{
+    packet_header header{packet_kind::descriptors, 0};
+    iovec part{&header, sizeof header};
+    alignas(cmsghdr) char room[room_for_descriptors] = {};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = room;
+    message.msg_controllen = sizeof room;
+    cmsghdr* rights = CMSG_FIRSTHDR(&message);
+    rights->cmsg_level = SOL_SOCKET;
+    rights->cmsg_type = SCM_RIGHTS;
+    rights->cmsg_len = CMSG_LEN(sizeof(int) * descriptors_in_packet);
+    memcpy(CMSG_DATA(rights), descriptors.data(), sizeof(int) * descriptors_in_packet);
+    return send_message(channel, message);
+}
+
+bool receive_packet(int channel, packet& received)
+{
+    received = {};
+    char text[longest_packet_text];
+    iovec parts[] = {{&received.header, sizeof received.header}, {text, sizeof text}};
+    alignas(cmsghdr) char room[room_for_descriptors] = {};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    message.msg_control = room;
+    message.msg_controllen = sizeof room;
+    ssize_t got = 0;
+    do {
+        got = recvmsg(channel, &message, MSG_CMSG_CLOEXEC);
+    } while (got < 0 && errno == EINTR);
+    if (got < static_cast<ssize_t>(sizeof received.header))
+        return false;
+    received.text.assign(text, static_cast<std::size_t>(got) - sizeof received.header);
+
+    const cmsghdr* rights = CMSG_FIRSTHDR(&message);
+    if (rights != nullptr && rights->cmsg_level == SOL_SOCKET && rights->cmsg_type == SCM_RIGHTS) {
+        const std::size_t size = rights->cmsg_len - CMSG_LEN(0);
+        memcpy(received.descriptors.data(), CMSG_DATA(rights), std::min(size, sizeof received.descriptors));
+    }
+    return true;
+}
+
+} // namespace kt::terminal
