@@ -1,0 +1,243 @@
+/** Finding the terminal, asking it, printing what it says. */
+#include "terminal/control/ctl.h"
+
+#include "terminal/client/virtual_terminal.h"
+#include "terminal/control/bytes_json.h"
+#include "terminal/control/ctl_request.h"
+#include "terminal/control/event_json.h"
+#include "terminal/control/event_text.h"
+#include "terminal/control/socket_folder.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace kt::terminal {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+using word_list = std::vector<std::string>;
+
+constexpr int done = 0;
+constexpr int refused = 1;
+constexpr int nothing_came = 124; // as timeout(1)
+constexpr int cannot = 125;       // as env(1)
+
+void print(std::string_view text)
+{
+    std::cout << text << std::flush;
+}
+
+/** The socket to speak to: the one that was named, or that of the only terminal there is. */
+std::string find_terminal(const std::string& name, const std::string& socket)
+{
+    if (!socket.empty())
+        return socket;
+    constexpr const char* inner = "/run/kt-terminal/control";
+    const word_list names = running_terminals();
+    if (!name.empty()) {
+        if (std::find(names.begin(), names.end(), name) != names.end())
+            return socket_of(name);
+        throw usage_error("no terminal is called " + name + "; see: kt-terminal ctl terminals");
+    }
+    if (names.size() == 1)
+        return socket_of(names[0]);
+    if (names.empty()) {
+        if (access(inner, F_OK) == 0) // said on the terminal itself
+            return inner;
+        throw usage_error("no terminal is running");
+    }
+    std::string all;
+    for (const std::string& each : names)
+        all += " " + each;
+    throw usage_error("several terminals are running, choose one by --name:" + all);
+}
+
+virtual_terminal connect(const std::string& socket)
+{
+    try {
+        return virtual_terminal(socket);
+    } catch (const terminal_error& error) {
+        throw std::runtime_error(error.what()); // nobody refused: there is nobody
+    }
+}
+
+json ask(virtual_terminal& terminal, const json& request)
+{
+    json answer = json::parse(terminal.exchange(request.dump()));
+    if (!answer.value("ok", false))
+        throw terminal_error(get_bytes(answer, "error").value_or("refused"));
+    return answer;
+}
+
+int list_terminals()
+{
+    for (const std::string& name : running_terminals()) {
+        try {
+            virtual_terminal terminal(socket_of(name));
+            const json is = ask(terminal, {{"op", "hello"}});
+            print(name + "\tboard " + is.value("board", "") + "\tprocess " + std::to_string(is.value("pid", 0)) + "\n");
+        } catch (const terminal_error&) {
+            // It ended meanwhile.
+        }
+    }
+    return done;
+}
+
+int print_journal(virtual_terminal& terminal, const word_list& words)
+{
+    const ctl_words said(words, {"--from"}, {"--follow", "--json"});
+    (void)said.operands(0, 0);
+    std::uint64_t next = said.has("--from") ? static_cast<std::uint64_t>(said.number("--from")) : 1;
+    for (;;) {
+        const json answer = ask(terminal, {{"op", "journal"}, {"from", next}, {"most", 1000}});
+        for (const json& each : answer.at("events")) {
+            next = each.at("seq").get<std::uint64_t>() + 1;
+            print((said.has("--json") ? each.dump() : event_text(event_of(each))) + "\n");
+        }
+        if (!answer.at("events").empty())
+            continue;
+        if (!said.has("--follow"))
+            return done;
+        try {
+            (void)ask(terminal, {{"op", "wait"}, {"after", next - 1}, {"timeout_ms", 3'600'000}});
+        } catch (const terminal_error&) {
+            return done; // the terminal has ended
+        }
+    }
+}
+
+std::string program_text(const json& answer)
+{
+    std::string text = "status " + std::to_string(answer.value("status", 0)) + "\n";
+    for (const char* key : {"output", "run", "power"})
+        if (const std::string value = get_bytes(answer, key).value_or(""); !value.empty())
+            text += std::string(key) + " " + value + (value.ends_with('\n') ? "" : "\n");
+    return text;
+}
+
+/** What a command that is one request prints of its answer. */
+int print_answer(const std::string& command, const json& answer)
+{
+    if (command == "get") {
+        print(get_bytes(answer, "text").value_or(""));
+    } else if (command == "list") {
+        for (const json& each : answer.at("names"))
+            print(each.get<std::string>() + "\n");
+    } else if (command == "fail") {
+        print(answer.at("rule").dump() + "\n");
+    } else if (command == "faults") {
+        for (const json& each : answer.at("faults"))
+            print(each.dump() + "\n");
+    } else if (command == "actions") {
+        for (const json& each : answer.at("actions"))
+            print(each.at("verb").get<std::string>() + " " + each.at("thing").get<std::string>() + "\n");
+    } else if (command == "program") {
+        print(program_text(answer));
+    } else if (command == "hello") {
+        print(answer.dump(4) + "\n");
+    } else if (command == "wait") {
+        if (answer.at("event").is_null())
+            return nothing_came;
+        print(event_text(event_of(answer.at("event"))) + "\n");
+    }
+    return done;
+}
+
+int run(word_list words)
+{
+    std::string name;
+    std::string socket;
+    while (words.size() >= 2 && (words[0] == "--name" || words[0] == "--control")) {
+        (words[0] == "--name" ? name : socket) = words[1];
+        words.erase(words.begin(), words.begin() + 2);
+    }
+    if (words.empty())
+        throw usage_error("a command is missing");
+    const std::string command = words[0];
+    words.erase(words.begin());
+    if (command == "--help" || command == "help") {
+        print(ctl_help());
+        return done;
+    }
+    if (command == "terminals")
+        return list_terminals();
+
+    const json request = ctl_request(command, words);
+    if (request.is_null() && command != "journal" && command != "json")
+        throw usage_error("\"" + command + "\" is no command");
+    virtual_terminal terminal = connect(find_terminal(name, socket));
+    if (command == "journal")
+        return print_journal(terminal, words);
+    if (command == "json") {
+        const std::string answer = terminal.exchange(ctl_words(words, {}, {}).operands(1, 1)[0]);
+        print(answer + "\n");
+        return json::parse(answer).value("ok", false) ? done : refused;
+    }
+    return print_answer(command, ask(terminal, request));
+}
+
+} // namespace
+
+int ctl(const word_list& arguments)
+{
+    try {
+        return run(arguments);
+    } catch (const usage_error& error) {
+        std::fprintf(stderr, "kt-terminal: ctl: %s (kt-terminal ctl --help tells more)\n", error.what());
+        return cannot;
+    } catch (const terminal_error& error) {
+        std::fprintf(stderr, "kt-terminal: ctl: %s\n", error.what());
+        return refused;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kt-terminal: ctl: %s\n", error.what());
+        return cannot;
+    }
+}
+
+std::string ctl_help()
+{
+    return R"(usage: kt-terminal ctl [--name NAME | --control SOCKET] COMMAND ...
+
+Speaks to a running terminal: the only one, or that called NAME.
+
+  get PATH                     print an attribute or file
+  set [-n] PATH TEXT           make or change it; a line feed follows the text unless -n is given
+      [--mode 0644]            its permissions
+      [--kind text|integer|file]  how it takes what programs write
+  remove PATH                  take a place off the board
+  list [PATH]                  print the names in a folder
+
+  fail PATH                    make an access fail (with EIO), or wait; prints the rule's number. PATH can be a shell
+                               pattern, and with "--on run" the name of a program
+      [--on open]              lookup, open, read, write, ioctl, create, remove or run
+      [--errno EROFS]          the error
+      [--delay MS] [--hang]    wait so long, or until the rule is taken back; without --errno the access then goes on
+      [--skip N] [--times N]   let N pass first; act N times only
+  mend [RULE]                  take back one rule, or all
+  faults                       print the rules
+
+  journal [--from N] [--follow] [--json]
+                               print what the program did
+  wait [--kind K] [--path P] [--data D] [--after N] [--timeout MS]
+                               print the first event (after number N) that fits; waits up to 10 s, or MS
+
+  program NAME                 print what a stand-in program does; with options, change it
+      [--status N] [--output TEXT] [--run PROGRAM] [--power restart|off|none]
+  plug THING, unplug THING, act VERB THING
+                               do something to the board
+  actions                      print what can be done
+
+  terminals                    print the running terminals
+  hello                        print what a terminal says of itself
+  stop                         end the program
+  json LINE                    send a line of the protocol, print the answer
+
+Exit status: 0; 1 the terminal refused; 124 nothing came in time; 125 the command is wrong or there is no terminal.
+)";
+}
+
+} // namespace kt::terminal

@@ -1,0 +1,73 @@
+/** Taking the values of a request out, each with its own refusal. */
+#include "terminal/control/request_values.h"
+
+#include "terminal/control/bytes_json.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+namespace kt::terminal {
+
+using json = nlohmann::ordered_json;
+
+std::string text_of(const json& asked, const std::string& name)
+{
+    try {
+        if (auto bytes = get_bytes(asked, name))
+            return *bytes;
+    } catch (const std::invalid_argument& wrong) {
+        throw refusal(name + ": " + wrong.what());
+    }
+    throw refusal("\"" + name + "\" is missing");
+}
+
+std::optional<std::string> optional_text(const json& asked, const std::string& name)
+{
+    if (!asked.contains(name) && !asked.contains(name + "_hex"))
+        return std::nullopt;
+    return text_of(asked, name);
+}
+
+std::int64_t number_of(const json& asked, const std::string& name, std::int64_t absent, std::int64_t most)
+{
+    const auto value = asked.find(name);
+    if (value == asked.end())
+        return absent;
+    if (!value->is_number_integer() || *value < 0 || *value > most)
+        throw refusal("\"" + name + "\" must be a whole number from 0 to " + std::to_string(most));
+    return value->get<std::int64_t>();
+}
+
+bool flag_of(const json& asked, const std::string& name)
+{
+    const auto value = asked.find(name);
+    if (value == asked.end())
+        return false;
+    if (!value->is_boolean())
+        throw refusal("\"" + name + "\" must be true or false");
+    return value->get<bool>();
+}
+
+std::string path_of(const json& asked)
+{
+    std::string path = text_of(asked, "path");
+    if (!path.starts_with('/'))
+        throw refusal("\"path\" must be absolute");
+    return path;
+}
+
+std::uint32_t permissions_of(const std::string& text)
+{
+    if (text.empty() || text.size() > 4 || text.find_first_not_of("01234567") != std::string::npos)
+        throw refusal("\"mode\" must be octal permissions, such as \"0644\"");
+    return static_cast<std::uint32_t>(std::stoul(text, nullptr, 8));
+}
+
+std::string permissions_text(std::uint32_t mode)
+{
+    char text[8];
+    std::snprintf(text, sizeof text, "%04o", mode & 07777);
+    return text;
+}
+
+} // namespace kt::terminal
