@@ -1,0 +1,158 @@
+/**
+ * Functions that run out of memory: the four attribute functions pass the failure on, nothing else lets it out.
+ * Memory is short of operator new only; the C library's own needs are met.
+ */
+#include <kt_driver/kt_driver.h>
+
+#include "tests/support/captured_stdout.h"
+#include "tests/support/descriptors.h"
+#include "tests/support/journal_lines.h"
+#include "tests/support/paths.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <new>
+
+using namespace kt::tests;
+using kt::terminal::virtual_terminal;
+
+namespace {
+
+thread_local bool no_memory = false;
+
+/** operator new fails while this lives. */
+class short_of_memory {
+public:
+    short_of_memory() { no_memory = true; }
+    ~short_of_memory() { no_memory = false; }
+    short_of_memory(const short_of_memory&) = delete;
+    short_of_memory& operator=(const short_of_memory&) = delete;
+};
+
+/** The failure of a missing attribute must be told in a text that no small string holds. */
+constexpr const char* missing = "an_attribute_that_this_board_does_not_have";
+
+char room[8] = "#######";
+unsigned int room_length = 7;
+
+struct row {
+    const char* function;
+    int (*call)();
+};
+const row attribute_functions[] = {
+    {"get_string", [] { return kt_sys_attr_get_string(KT_IOCTL_DIR, missing, room, &room_length); }},
+    {"get_int", [] { return kt_sys_attr_get_int(KT_IOCTL_DIR, missing); }},
+    {"set_string", [] { return kt_sys_attr_set_string(KT_IOCTL_DIR, missing, "a value that is long enough"); }},
+    {"set_int", [] { return kt_sys_attr_set_int(KT_IOCTL_DIR, missing, 1); }},
+};
+
+bool passes_bad_alloc(int (*call)())
+{
+    const short_of_memory now;
+    try {
+        static_cast<void>(call());
+        return false;
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+}
+
+/** What a call that may not let an exception out results in. */
+int result_of(int (*call)())
+{
+    const short_of_memory now;
+    errno = 0;
+    return call();
+}
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    void* memory = no_memory ? nullptr : std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+TEST(NoMemory, PassesThroughTheAttributeFunctions)
+{
+    const std::set<int> before = open_descriptors();
+    for (const row& tried : attribute_functions)
+        EXPECT_TRUE(passes_bad_alloc(tried.call)) << tried.function;
+    EXPECT_STREQ(room, "#######");
+    EXPECT_EQ(room_length, 7u);
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST(NoMemory, IsAFailureWithEnomemElsewhere)
+{
+    const row rows[] = {
+        {"kt_get_gps_power", [] { return kt_get_gps_power(); }},
+        {"kt_camera_leden", [] { return kt_camera_leden(1); }},
+        {"kt_bat_protect_cap", [] { return kt_bat_protect_cap(1); }},
+        {"kt_sim_get_operate_id", [] { return kt_sim_get_operate_id(); }},
+        {"kt_dock_exist", [] { return kt_dock_exist(); }},
+        {"kt_usb_vbus_status", [] { return kt_usb_vbus_status(); }},
+    };
+    virtual_terminal board;
+    board.remove("/sys/class/kt_misc/ioctl");
+    for (const row& tried : rows) {
+        EXPECT_EQ(result_of(tried.call), -1) << tried.function;
+        EXPECT_EQ(errno, ENOMEM) << tried.function;
+    }
+}
+
+TEST(NoMemory, LeavesTheFailureValuesOfQueriesAsTheyAre)
+{
+    virtual_terminal board;
+    board.remove("/sys/class/kt_misc/ioctl");
+    EXPECT_EQ(result_of(kt_get_bootmode), 0);
+    EXPECT_EQ(result_of(kt_get_usb_route), 0);
+    EXPECT_EQ(result_of([] { return kt_sim_set_operate_id(1); }), 0);
+    EXPECT_EQ(result_of([] { return kt_ap_buzzer_control_ext(0, 1); }), 0);
+}
+
+TEST(NoMemory, StartsUpAllTheSame)
+{
+    virtual_terminal board;
+    board.remove("/sys/class/kt_misc");
+    int result = -1;
+    printed([&] { result = result_of(kt_driverlib_init); });
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(kt_hardware_ver(), 0);
+}
+
+TEST(NoMemory, AVersionRecordFailsWithEnomem)
+{
+    virtual_terminal board;
+    board.remove("/sys/class/kt_misc");
+    const auto call = [] {
+        kt_sysinfo record;
+        return kt_get_sysinfo(&record);
+    };
+    EXPECT_EQ(result_of(call), -1);
+    EXPECT_EQ(errno, ENOMEM);
+}
+
+TEST(NoMemory, TheChipTypeFollowsFromTheHardwareVersion)
+{
+    virtual_terminal board;
+    board.attribute(KT_SYSINFO_DIR "hardwarever", {.text = "90\n", .mode = 0444});
+    board.remove("/sys/class/kt_misc/nfc");
+    kt_base_init();
+    int chip = 0;
+    printed([&] { chip = result_of(kt_get_rfid_chip); });
+    EXPECT_EQ(chip, 6);
+}

@@ -1,0 +1,223 @@
+/** `kt-terminal ctl`: its words, how it finds the terminal, what it prints. */
+#include "served_board.h"
+#include "terminal/control/ctl.h"
+#include "terminal/control/ctl_request.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace kt::terminal;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using words = std::vector<std::string>;
+
+std::string request(const std::string& command, const words& said)
+{
+    return ctl_request(command, said).dump();
+}
+
+std::string refusal(const std::string& command, const words& said)
+{
+    try {
+        return request(command, said);
+    } catch (const usage_error& error) {
+        return error.what();
+    }
+}
+
+TEST(CtlRequest, TurnsWordsIntoRequests)
+{
+    EXPECT_EQ(request("get", {"/sys/a"}), R"({"op":"get","path":"/sys/a"})");
+    EXPECT_EQ(request("remove", {"/sys/a"}), R"({"op":"remove","path":"/sys/a"})");
+    EXPECT_EQ(request("list", {}), R"({"op":"list","path":"/"})");
+    EXPECT_EQ(request("set", {"/sys/a", "5"}), R"({"op":"set","path":"/sys/a","text":"5\n"})");
+    EXPECT_EQ(request("set", {"/sys/a", "-n", "5", "--mode", "0200", "--kind", "integer"}),
+              R"({"op":"set","path":"/sys/a","text":"5","mode":"0200","kind":"integer"})");
+    EXPECT_EQ(request("set", {"/sys/a", "--", "-5"}), R"({"op":"set","path":"/sys/a","text":"-5\n"})");
+    EXPECT_EQ(request("fail", {"/sys/a"}), R"({"op":"fail","path":"/sys/a","on":"open","error":"EIO"})");
+    EXPECT_EQ(request("fail", {"/sys/a", "--on", "read", "--delay", "50", "--times", "2", "--skip", "1"}),
+              R"({"op":"fail","path":"/sys/a","on":"read","delay_ms":50,"times":2,"skip":1})");
+    EXPECT_EQ(request("fail", {"/sys/a", "--hang", "--errno", "EROFS"}),
+              R"({"op":"fail","path":"/sys/a","on":"open","error":"EROFS","hang":true})");
+    EXPECT_EQ(request("mend", {}), R"({"op":"mend"})");
+    EXPECT_EQ(request("mend", {"3"}), R"({"op":"mend","rule":3})");
+    EXPECT_EQ(request("wait", {"--kind", "write", "--data", "\xff", "--timeout", "5", "--after", "7"}),
+              R"({"op":"wait","kind":"write","data_hex":"ff","after":7,"timeout_ms":5})");
+    EXPECT_EQ(request("program", {"reboot", "--power", "none", "--status", "1"}),
+              R"({"op":"program","name":"reboot","status":1,"power":""})");
+    EXPECT_EQ(request("plug", {"dock"}), R"({"op":"act","verb":"plug","thing":"dock"})");
+    EXPECT_EQ(request("act", {"tap", "card"}), R"({"op":"act","verb":"tap","thing":"card"})");
+    EXPECT_EQ(request("stop", {}), R"({"op":"stop"})");
+    EXPECT_EQ(request("frob", {}), "null");
+}
+
+TEST(CtlRequest, RefusesOtherWords)
+{
+    EXPECT_EQ(refusal("get", {}), "a word is missing");
+    EXPECT_EQ(refusal("get", {"/a", "/b"}), "\"/b\" is a word too many");
+    EXPECT_EQ(refusal("get", {"--deep", "/a"}), "unknown option --deep (behind \"--\" it is a text)");
+    EXPECT_EQ(refusal("fail", {"/a", "--delay"}), "--delay wants a value");
+    EXPECT_EQ(refusal("fail", {"/a", "--delay", "soon"}), "--delay must be a whole number, not \"soon\"");
+    EXPECT_EQ(refusal("mend", {"-1"}), "unknown option -1 (behind \"--\" it is a text)");
+    EXPECT_EQ(refusal("stop", {"now"}), "\"now\" is a word too many");
+}
+
+/** The user's folder of sockets is the test's own. */
+class ctl_command : public testing::Test {
+protected:
+    ctl_command() { setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1); }
+
+    /** Makes the folder as a terminal does, and gives a terminal's place in it. */
+    std::string place(const std::string& name)
+    {
+        mkdir(socket_folder().c_str(), 0700);
+        return socket_of(name);
+    }
+
+    int run(const words& said)
+    {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        const int status = ctl(said);
+        out = testing::internal::GetCapturedStdout();
+        error = testing::internal::GetCapturedStderr();
+        return status;
+    }
+
+    own_folder folder_;
+    std::string out;
+    std::string error;
+};
+
+TEST_F(ctl_command, FindsTheOnlyTerminal)
+{
+    const served_board one(place("one"), "one");
+    EXPECT_EQ(run({"get", "/sys/class/kt_misc/sysinfo/hardwarever"}), 0);
+    EXPECT_EQ(out, "500\n");
+    EXPECT_EQ(error, "");
+}
+
+TEST_F(ctl_command, SaysThatNoneIsRunning)
+{
+    EXPECT_EQ(run({"get", "/sys/a"}), 125);
+    EXPECT_THAT(error, HasSubstr("kt-terminal: ctl: no terminal is running"));
+    EXPECT_EQ(run({"terminals"}), 0);
+    EXPECT_EQ(out, "");
+}
+
+TEST_F(ctl_command, ChoosesAmongSeveralByName)
+{
+    const served_board one(place("one"), "one");
+    const served_board two(place("two"), "two");
+    EXPECT_EQ(run({"hello"}), 125);
+    EXPECT_THAT(error, HasSubstr("choose one by --name: one two"));
+    EXPECT_EQ(run({"--name", "two", "hello"}), 0);
+    EXPECT_THAT(out, HasSubstr("\"name\": \"two\""));
+    EXPECT_EQ(run({"--control", socket_of("one"), "hello"}), 0);
+    EXPECT_THAT(out, HasSubstr("\"name\": \"one\""));
+    EXPECT_EQ(run({"--name", "three", "hello"}), 125);
+    EXPECT_THAT(error, HasSubstr("no terminal is called three"));
+    EXPECT_EQ(run({"terminals"}), 0);
+    EXPECT_EQ(out, "one\tboard 500\tprocess " + std::to_string(getpid()) + "\ntwo\tboard 500\tprocess " +
+                       std::to_string(getpid()) + "\n");
+}
+
+TEST_F(ctl_command, RemovesSocketsOfTerminalsThatCrashed)
+{
+    const served_board one(place("one"), "one");
+    {
+        const descriptor left = host_socket(place("crashed")).take();
+        ASSERT_EQ(link(socket_of("one").c_str(), (socket_folder() + "/other").c_str()),
+                  0); // no socket of a terminal: left alone
+    }
+    const std::string gone = place("gone");
+    {
+        host_socket crashed(place("tmp"));
+        ASSERT_EQ(rename(socket_of("tmp").c_str(), gone.c_str()), 0); // so its destructor does not find it
+        (void)crashed.take();
+    }
+    ASSERT_EQ(::access(gone.c_str(), F_OK), 0);
+    EXPECT_THAT(running_terminals(), ElementsAre("one"));
+    EXPECT_NE(::access(gone.c_str(), F_OK), 0);
+    EXPECT_EQ(::access((socket_folder() + "/other").c_str(), F_OK), 0);
+}
+
+TEST_F(ctl_command, ANameThatIsInUseIsRefused)
+{
+    const host_socket one = host_socket::named("one");
+    EXPECT_THROW(host_socket::named("one"), std::runtime_error);
+    EXPECT_THAT(running_terminals(), ElementsAre("one"));
+}
+
+TEST_F(ctl_command, AFolderThatOthersCanReachIsRefused)
+{
+    ASSERT_EQ(mkdir(socket_folder().c_str(), 0700), 0);
+    ASSERT_EQ(chmod(socket_folder().c_str(), 0755), 0);
+    EXPECT_THROW(running_terminals(), std::runtime_error);
+    EXPECT_EQ(run({"hello"}), 125);
+    EXPECT_THAT(error, HasSubstr("must be a folder of your own"));
+}
+
+TEST_F(ctl_command, PrintsWhatWasAskedFor)
+{
+    served_board one(place("one"), "one");
+    EXPECT_EQ(run({"set", "/sys/class/x/a", "5", "--kind", "integer"}), 0);
+    EXPECT_EQ(run({"get", "/sys/class/x/a"}), 0);
+    EXPECT_EQ(out, "5\n");
+    EXPECT_EQ(run({"list", "/sys/class/x"}), 0);
+    EXPECT_EQ(out, "a\n");
+    EXPECT_EQ(run({"fail", "/sys/class/x/a", "--errno", "EROFS"}), 0);
+    EXPECT_EQ(out, "1\n");
+    EXPECT_EQ(run({"faults"}), 0);
+    EXPECT_EQ(out, R"({"rule":1,"path":"/sys/class/x/a","on":"open","error":"EROFS"})"
+                   "\n");
+    EXPECT_EQ(run({"mend", "1"}), 0);
+    EXPECT_EQ(run({"program", "reboot", "--power", "none", "--output", "no\n"}), 0);
+    EXPECT_EQ(out, "status 0\noutput no\n");
+    EXPECT_EQ(run({"plug", "dock"}), 0);
+    EXPECT_EQ(run({"actions"}), 0);
+    EXPECT_THAT(out, HasSubstr("plug dock\nplug mains\n"));
+    EXPECT_EQ(run({"json", R"({"op":"list","path":"/sys/class/x"})"}), 0);
+    EXPECT_EQ(out, "{\"ok\":true,\"names\":[\"a\"]}\n");
+    EXPECT_EQ(run({"json", "{}"}), 1);
+    EXPECT_EQ(run({"get", "/sys/none"}), 1);
+    EXPECT_EQ(error, "kt-terminal: ctl: /sys/none does not exist\n");
+    EXPECT_EQ(run({"stop"}), 0);
+    EXPECT_TRUE(one.stopped);
+}
+
+TEST_F(ctl_command, PrintsTheJournal)
+{
+    served_board one(place("one"), "one");
+    EXPECT_EQ(run({"journal"}), 0);
+    EXPECT_THAT(out, IsEmpty());
+    for (int i = 0; i < 1500; ++i) { // more than it asks for at once
+        event wrote;
+        wrote.kind = "write";
+        wrote.path = "/sys/a";
+        wrote.data = std::to_string(i);
+        one.board.events().append(wrote);
+    }
+    EXPECT_EQ(run({"journal"}), 0);
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1500);
+    EXPECT_EQ(run({"journal", "--from", "1500", "--json"}), 0);
+    EXPECT_EQ(nlohmann::json::parse(out).at("data"), "1499");
+    EXPECT_EQ(run({"wait", "--data", "7"}), 0);
+    EXPECT_THAT(out, HasSubstr("write    /sys/a \"7\"\n"));
+    EXPECT_EQ(run({"wait", "--kind", "none", "--timeout", "10"}), 124);
+}
+
+TEST_F(ctl_command, RefusesWrongWords)
+{
+    EXPECT_EQ(run({}), 125);
+    EXPECT_EQ(run({"frob"}), 125);
+    EXPECT_THAT(error, HasSubstr("\"frob\" is no command"));
+    EXPECT_EQ(run({"--help"}), 0);
+    EXPECT_EQ(out, ctl_help());
+}
+
+} // namespace
