@@ -12,14 +12,15 @@ namespace {
 
 opened_node& opened_by(const fuse_file_info* info)
 {
-    return *reinterpret_cast<opened_node*>(static_cast<std::uintptr_t>(info->fh));
+    return kept_as<opened_node>(info->fh);
 }
 
-void set_reply(fuse_file_info& info, opened_node* made)
+/** Keeps the open and puts it into the answer. */
+void set_answer(operations& server, fuse_file_info& info, std::unique_ptr<opened_node> made)
 {
-    info.fh = reinterpret_cast<std::uintptr_t>(made);
     info.direct_io = made->file->cached() ? 0 : 1;
     info.noflush = 1;
+    info.fh = server.opens().keep(std::move(made));
 }
 
 /** Opens a node for a program. The tree's lock is held. */
@@ -62,9 +63,9 @@ void finish_open(operations& server, fuse_req_t asked, fuse_ino_t ino, fuse_file
         fuse_reply_err(asked, error);
         return;
     }
-    set_reply(info, made.get());
-    if (fuse_reply_open(asked, &info) == 0)
-        (void)made.release(); // the kernel will release it
+    set_answer(server, info, std::move(made));
+    if (fuse_reply_open(asked, &info) != 0)
+        server.opens().release(info.fh); // the caller was interrupted: the kernel will not
 }
 
 void open(fuse_req_t asked, fuse_ino_t ino, fuse_file_info* info)
@@ -107,11 +108,11 @@ void create(fuse_req_t asked, fuse_ino_t folder, const char* name, mode_t mode, 
                        auto file = std::make_shared<std::unique_ptr<opened_node>>(std::move(*opened));
                        return operations::outcome{0, [&server, asked, info, file, entry = server.entry_of(*made)] {
                                                       fuse_file_info answer = info;
-                                                      set_reply(answer, file->get());
+                                                      set_answer(server, answer, std::move(*file));
                                                       if (fuse_reply_create(asked, &entry, &answer) == 0)
-                                                          (void)file->release(); // the kernel will release it
-                                                      else
-                                                          server.known().forget(entry.ino, 1);
+                                                          return;
+                                                      server.opens().release(answer.fh);
+                                                      server.known().forget(entry.ino, 1);
                                                   }};
                    });
 }
@@ -132,12 +133,13 @@ void read(fuse_req_t asked, fuse_ino_t, std::size_t size, off_t offset, fuse_fil
     if (!ruled)
         return used.file->read(std::move(waiting), size, offset);
     // A step must be copyable; the kernel keeps the file open as long as a read of it waits.
-    server.admit(asked, ruled, [&used, shared = std::make_shared<request_ptr>(std::move(waiting)), size, offset](int error) {
-        if (error != 0)
-            (*shared)->fail(error);
-        else
-            used.file->read(std::move(*shared), size, offset);
-    });
+    server.admit(asked, ruled,
+                 [&used, shared = std::make_shared<request_ptr>(std::move(waiting)), size, offset](int error) {
+                     if (error != 0)
+                         (*shared)->fail(error);
+                     else
+                         used.file->read(std::move(*shared), size, offset);
+                 });
 }
 
 void write(fuse_req_t asked, fuse_ino_t, const char* bytes, std::size_t size, off_t offset, fuse_file_info* info)
@@ -165,7 +167,7 @@ void write(fuse_req_t asked, fuse_ino_t, const char* bytes, std::size_t size, of
 
 void release(fuse_req_t asked, fuse_ino_t, fuse_file_info* info)
 {
-    delete &opened_by(info);
+    server_of(asked).opens().release(info->fh);
     fuse_reply_err(asked, 0);
 }
 

@@ -12,12 +12,9 @@ namespace kt::terminal {
 namespace {
 
 /** A folder's names as they were when it was opened. */
-using listing = std::vector<folder_entry>;
-
-listing& listed_by(const fuse_file_info* info)
-{
-    return *reinterpret_cast<listing*>(static_cast<std::uintptr_t>(info->fh));
-}
+struct listing : handle {
+    std::vector<folder_entry> names;
+};
 
 void open_folder(fuse_req_t asked, fuse_ino_t ino, fuse_file_info* info)
 {
@@ -31,21 +28,21 @@ void open_folder(fuse_req_t asked, fuse_ino_t ino, fuse_file_info* info)
             return;
         }
         const std::uint64_t above = folder->parent() == nullptr ? ino : server.known().number(*folder->parent());
-        *made = folder->entries();
-        made->insert(made->begin(), {{".", ino, S_IFDIR}, {"..", above, S_IFDIR}});
+        made->names = folder->entries();
+        made->names.insert(made->names.begin(), {{".", ino, S_IFDIR}, {"..", above, S_IFDIR}});
     }
-    info->fh = reinterpret_cast<std::uintptr_t>(made.get());
-    if (fuse_reply_open(asked, info) == 0)
-        (void)made.release();
+    info->fh = server.opens().keep(std::move(made));
+    if (fuse_reply_open(asked, info) != 0)
+        server.opens().release(info->fh);
 }
 
 void read_folder(fuse_req_t asked, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info)
 {
-    const listing& all = listed_by(info);
+    const std::vector<folder_entry>& all = kept_as<listing>(info->fh).names;
     std::string filled(size, '\0');
     std::size_t used = 0;
     for (auto at = static_cast<std::size_t>(offset); at < all.size(); ++at) {
-        struct stat status{};
+        struct stat status {};
         status.st_ino = all[at].ino;
         status.st_mode = all[at].mode;
         const std::size_t needed = fuse_add_direntry(asked, filled.data() + used, size - used, all[at].name.c_str(),
@@ -59,14 +56,14 @@ void read_folder(fuse_req_t asked, fuse_ino_t, std::size_t size, off_t offset, f
 
 void release_folder(fuse_req_t asked, fuse_ino_t, fuse_file_info* info)
 {
-    delete &listed_by(info);
+    server_of(asked).opens().release(info->fh);
     fuse_reply_err(asked, 0);
 }
 
 /** A flash of plausible size; nothing the library does asks for more. */
 void file_system(fuse_req_t asked, fuse_ino_t)
 {
-    struct statvfs size{};
+    struct statvfs size {};
     size.f_bsize = size.f_frsize = 4096;
     size.f_blocks = 65536;
     size.f_bfree = size.f_bavail = 32768;

@@ -73,7 +73,7 @@ void forget_multi(fuse_req_t asked, std::size_t count, fuse_forget_data* forgets
 
 void reply_status(operations& server, fuse_req_t asked, fuse_ino_t ino)
 {
-    struct stat status{};
+    struct stat status {};
     double kept_s = 1.0;
     {
         const std::lock_guard lock(server.shown().tree_mutex());
@@ -153,15 +153,13 @@ void make(fuse_req_t asked, fuse_ino_t folder, const char* name,
 
 void make_node(fuse_req_t asked, fuse_ino_t folder, const char* name, mode_t mode, dev_t)
 {
-    make(asked, folder, name,
-         [mode](node& above, const std::string& called) { return above.make_node(called, mode); });
+    make(asked, folder, name, [mode](node& above, const std::string& called) { return above.make_node(called, mode); });
 }
 
 void make_folder(fuse_req_t asked, fuse_ino_t folder, const char* name, mode_t mode)
 {
-    make(asked, folder, name, [mode](node& above, const std::string& called) {
-        return above.make_node(called, S_IFDIR | (mode & 07777));
-    });
+    make(asked, folder, name,
+         [mode](node& above, const std::string& called) { return above.make_node(called, S_IFDIR | (mode & 07777)); });
 }
 
 void make_link(fuse_req_t asked, const char* target, fuse_ino_t folder, const char* name)
@@ -197,13 +195,13 @@ void rename(fuse_req_t asked, fuse_ino_t folder, const char* name, fuse_ino_t ne
     operations& server = server_of(asked);
     event line = server.happened(asked, "rename", path_of(server, folder, name));
     line.arguments = {path_of(server, new_folder, new_name)};
-    server.at_name(asked, folder, name, access::remove, std::move(line),
-                   [&server, asked, new_folder, new_name = std::string(new_name),
-                    flags](node& above, const std::string& called) {
-                       const node_ptr target = server.known().find(new_folder);
-                       const int error = target == nullptr ? ESTALE : above.rename(called, *target, new_name, flags);
-                       return operations::outcome{error, [asked] { fuse_reply_err(asked, 0); }};
-                   });
+    server.at_name(
+        asked, folder, name, access::remove, std::move(line),
+        [&server, asked, new_folder, new_name = std::string(new_name), flags](node& above, const std::string& called) {
+            const node_ptr target = server.known().find(new_folder);
+            const int error = target == nullptr ? ESTALE : above.rename(called, *target, new_name, flags);
+            return operations::outcome{error, [asked] { fuse_reply_err(asked, 0); }};
+        });
 }
 
 /** A second name for one file would have pages of its own here; it is refused as on a file system without them. */

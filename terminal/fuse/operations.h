@@ -3,6 +3,7 @@
 
 #include "terminal/fuse/callers.h"
 #include "terminal/fuse/gate.h"
+#include "terminal/fuse/handles.h"
 #include "terminal/fuse/inodes.h"
 #include "terminal/fuse/question.h"
 #include "terminal/model/board.h"
@@ -15,7 +16,7 @@
 namespace kt::terminal {
 
 /** One open of a program: the node's own part, and where it was found. */
-struct opened_node {
+struct opened_node : handle {
     node_ptr opened;
     std::unique_ptr<open_file> file;
     std::string path;
@@ -36,6 +37,7 @@ public:
     board& shown() { return board_; }
     inodes& known() { return inodes_; }
     gate& waits() { return *gate_; }
+    handles& opens() { return handles_; }
 
     /** The journal when a node's use belongs there, else null. */
     journal* lines_for(const node& used);
@@ -71,6 +73,7 @@ private:
     board& board_;
     inodes inodes_;
     callers callers_;
+    handles handles_;
     std::unique_ptr<gate> gate_;
 };
 

@@ -21,16 +21,14 @@ namespace {
 
 constexpr int threads = 2; // more are slower on a small desk
 
-void only_wake(int)
-{
-}
+void only_wake(int) {}
 
 /** A signal that ends a blocked read of the device, and does nothing else. */
 constexpr int wake_signal = SIGURG;
 
 void install_wake_signal()
 {
-    struct sigaction action{};
+    struct sigaction action {};
     action.sa_handler = only_wake; // without SA_RESTART: the read must end
     sigaction(wake_signal, &action, nullptr);
 }

@@ -101,7 +101,8 @@ result<std::unique_ptr<open_file>> attribute_file::open(int flags)
         return result<std::unique_ptr<open_file>>::failed(EACCES);
     if (wanted != O_WRONLY && (mode() & 0444) == 0)
         return result<std::unique_ptr<open_file>>::failed(EACCES);
-    std::unique_ptr<open_file> file = std::make_unique<opened>(std::static_pointer_cast<attribute_file>(shared_from_this()));
+    std::unique_ptr<open_file> file =
+        std::make_unique<opened>(std::static_pointer_cast<attribute_file>(shared_from_this()));
     return file;
 }
 

@@ -51,9 +51,10 @@ board::board() : root_(std::make_shared<directory>(directory::growth::fixed))
         dev->put(device, std::make_shared<memory_file>(mode_t{0666}, std::string{}));
     for (const char* folder : {"pts", "shm"})
         folder_in(*dev, folder, directory::growth::free);
-    for (const auto& [name, target] : {std::pair{"ptmx", "pts/ptmx"}, std::pair{"fd", "/proc/self/fd"},
-                                       std::pair{"stdin", "/proc/self/fd/0"}, std::pair{"stdout", "/proc/self/fd/1"},
-                                       std::pair{"stderr", "/proc/self/fd/2"}, std::pair{"log", "/run/kt-terminal/log"}})
+    for (const auto& [name, target] :
+         {std::pair{"ptmx", "pts/ptmx"}, std::pair{"fd", "/proc/self/fd"}, std::pair{"stdin", "/proc/self/fd/0"},
+          std::pair{"stdout", "/proc/self/fd/1"}, std::pair{"stderr", "/proc/self/fd/2"},
+          std::pair{"log", "/run/kt-terminal/log"}})
         dev->put(name, std::make_shared<link_node>(target));
     program_answer real_shell;
     real_shell.run = "/bin/bash"; // the board's shell knows echo -e

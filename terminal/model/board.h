@@ -34,13 +34,14 @@ struct attribute_state {
 
 /** What a stand-in program does when the program runs it. */
 struct program_answer {
-    int status = 0;        /**< Exit status. */
-    std::string output;    /**< Printed on standard output first. */
-    std::string run;       /**< If set: this program is run instead, with the same arguments. */
-    std::string power;     /**< "restart" or "off": the board goes down; else empty. */
+    int status = 0;     /**< Exit status. */
+    std::string output; /**< Printed on standard output first. */
+    std::string run;    /**< If set: this program is run instead, with the same arguments. */
+    std::string power;  /**< "restart" or "off": the board goes down; else empty. */
 };
 
-/** Threads: any. Paths are absolute and as the program sees them; they lie below /sys, /dev, /proc, /kt, /mnt/data or /run. */
+/** Threads: any. Paths are absolute and as the program sees them; they lie below /sys, /dev, /proc, /kt, /mnt/data or
+ * /run. */
 class board {
 public:
     board();

@@ -20,7 +20,8 @@ std::string_view name_of(access kind);
 
 /** One rule. Delay comes first, then the hang, then the error; without an error the access then goes through. */
 struct fault {
-    std::string path; /**< Exact, or a shell pattern (fnmatch); for access::run the stand-in's name, such as "reboot". */
+    std::string
+        path; /**< Exact, or a shell pattern (fnmatch); for access::run the stand-in's name, such as "reboot". */
     access on = access::open;
     int error = 0; /**< errno value, 0: none. */
     std::chrono::milliseconds delay{0};
@@ -40,7 +41,8 @@ struct verdict {
 /** Threads: any. */
 class faults {
 public:
-    /** Adds a rule and returns its number; rules are tried in the order they were added, the first that acts decides. */
+    /** Adds a rule and returns its number; rules are tried in the order they were added, the first that acts decides.
+     */
     int add(fault rule);
 
     /** Takes a rule back; what hangs on it goes on. False: there is none. */

@@ -17,9 +17,9 @@ struct named_flag {
 };
 
 constexpr named_flag flags_by_name[] = {
-    {"O_CREAT", O_CREAT},   {"O_EXCL", O_EXCL},           {"O_NOCTTY", O_NOCTTY},       {"O_TRUNC", O_TRUNC},
-    {"O_APPEND", O_APPEND}, {"O_NONBLOCK", O_NONBLOCK},   {"O_SYNC", O_SYNC},           {"O_DSYNC", O_DSYNC},
-    {"O_DIRECT", O_DIRECT}, {"O_DIRECTORY", O_DIRECTORY}, {"O_NOFOLLOW", O_NOFOLLOW},   {"O_NOATIME", O_NOATIME},
+    {"O_CREAT", O_CREAT},   {"O_EXCL", O_EXCL},           {"O_NOCTTY", O_NOCTTY},     {"O_TRUNC", O_TRUNC},
+    {"O_APPEND", O_APPEND}, {"O_NONBLOCK", O_NONBLOCK},   {"O_SYNC", O_SYNC},         {"O_DSYNC", O_DSYNC},
+    {"O_DIRECT", O_DIRECT}, {"O_DIRECTORY", O_DIRECTORY}, {"O_NOFOLLOW", O_NOFOLLOW}, {"O_NOATIME", O_NOATIME},
     {"O_PATH", O_PATH},     {"O_CLOEXEC", O_CLOEXEC},
 };
 

@@ -21,7 +21,8 @@ std::vector<std::string> split(std::string_view fields)
     return all;
 }
 
-/** The text of a shell's -c, which may be joined to other options ("-ec"); the operand is the first behind the options. */
+/** The text of a shell's -c, which may be joined to other options ("-ec"); the operand is the first behind the options.
+ */
 const std::string* command_text(const std::vector<std::string>& arguments)
 {
     bool wanted = false;
@@ -77,7 +78,8 @@ public:
             happened.arguments.clear();
         }
         board_.events().append(std::move(happened));
-        answer_ = fault_ && fault_->error != 0 ? std::string("fail ") + strerror(fault_->error) + '\n' : instruction(answer);
+        answer_ =
+            fault_ && fault_->error != 0 ? std::string("fail ") + strerror(fault_->error) + '\n' : instruction(answer);
         asked->count(data.size());
     }
 

@@ -8,8 +8,8 @@ namespace kt::terminal {
 class board;
 
 /**
- * One write: the arguments, each ended by a NUL. One read: a line "exit N", "run PATH", "restart", "off" or "fail TEXT",
- * and behind it what to print.
+ * One write: the arguments, each ended by a NUL. One read: a line "exit N", "run PATH", "restart", "off" or "fail
+ * TEXT", and behind it what to print.
  */
 class report : public node {
 public:

@@ -108,14 +108,14 @@ int stored::read_status(struct stat& status) const
 
 struct stat stored::status() const
 {
-    struct stat status{};
+    struct stat status {};
     if (read_status(status) != 0) {
         status = node::status();
         status.st_nlink = 0;
     }
     status.st_ino = ino();
-    status.st_uid = geteuid(); // the program is root on its board, and owns all there is
-    status.st_gid = getegid();
+    status.st_uid = 0; // the program is root on its board, and owns all there is
+    status.st_gid = 0;
     return status;
 }
 
@@ -177,7 +177,7 @@ result<std::string> stored::read_link() const
 
 node_ptr stored::adopt(std::string_view name)
 {
-    struct stat status{};
+    struct stat status {};
     if (fstatat(folder_->get(), place_of(name).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         forget(name);
         return nullptr;
@@ -299,7 +299,8 @@ int stored::rename(std::string_view name, node& to, std::string_view new_name, u
 bool stored::put_file(std::string_view name, std::string_view bytes, mode_t permissions)
 {
     const std::string place = place_of(name);
-    const owned_fd file(openat(folder_->get(), place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+    const owned_fd file(
+        openat(folder_->get(), place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file || fchmod(file.get(), permissions & 07777) != 0)
         return false;
     while (!bytes.empty()) {
@@ -313,8 +314,9 @@ bool stored::put_file(std::string_view name, std::string_view bytes, mode_t perm
 
 std::optional<std::string> stored::file_bytes() const
 {
-    const owned_fd file(openat(folder_->get(), place_below_top().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
-    struct stat status{};
+    const owned_fd file(
+        openat(folder_->get(), place_below_top().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;
     std::string bytes;

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr const char* report_path = "/run/kt-terminal/report";
-constexpr std::size_t longest_report = 1024 * 1024; // what the board takes in one write
+constexpr std::size_t longest_report = 1048576; // what the board takes in one write
 constexpr int cannot_run = 126;
 
 constexpr std::size_t longest_answer = 65536;
