@@ -1,4 +1,4 @@
-// Fixed shell commands, run without an echo line.
+// Shell commands, run without an echo line.
 #pragma once
 
 namespace kt {

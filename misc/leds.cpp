@@ -22,7 +22,7 @@ int kt_led_control(int led, int state)
     case 4:
         (void)system_helper("echo 4 %d > %s", state, attribute);
         return 0;
-    case 5: // a fifth LED is known to applications, not to this board
+    case 5: // accepted, and nothing to set
         return 0;
     default:
         return kt::refuse(EINVAL);

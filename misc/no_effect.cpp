@@ -1,4 +1,4 @@
-// The functions with no effect, which keep applications for other boards linking.
+// The functions with no effect, which keep applications linking.
 #include "kt_driver/misc.h"
 
 void kt_misc_pm_lock(...) {}

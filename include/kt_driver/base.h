@@ -169,7 +169,8 @@ KT_API int kt_get_random_number(int len, unsigned char *buf);
  * and writing, else writing alone, else reading), whoever the caller is: to read a write-only attribute fails with
  * EBADF, and so does to write a read-only one.
  *
- * A failure writes one line to syslog at priority LOG_ERR: the function's name, the step that failed with the path
+ * A failure writes one line to syslog at priority LOG_ERR: the name of the function that made the access
+ * (kt_sys_attr_get_int() for most of the library's own, "get_attr" for the versions), the step that failed with the path
  * ("stat ", "can't open ", "can't read ", "can't write <value> to "), and the text of its @c errno; @c errno still has
  * that number after the call. Examples are ENOENT (no such attribute), EACCES, EBADF, EIO (the driver refused).
  *
@@ -203,8 +204,8 @@ KT_API int kt_sys_attr_get_string(const char *dir, const char *name, char *buf, 
  *
  * @param dir   Directory, with its closing "/".
  * @param name  The attribute's name.
- * @return The 32-bit value as an int; -1: failed, @c errno says why. The value 4294967295 cannot be told from a
- * failure.
+ * @return The 32-bit value as an int; -1: failed, @c errno says why. The value 4294967295, and with it the text
+ *         "-1", cannot be told from a failure.
  * @errno EINVAL  a pointer is null
  */
 KT_API int kt_sys_attr_get_int(const char *dir, const char *name);
@@ -256,7 +257,7 @@ KT_API void kt_suspend_ucos(void);
 /**
  * @brief Write one character to standard output.
  *
- * @param ch   The character, taken as an unsigned char.
+ * @param ch   The character; its low 8 bits are written, and the value 10 is a line feed.
  * @param raw  0: a line feed goes out as CR LF; any other value: every character goes out unchanged.
  * @return 1 always.
  */
@@ -322,7 +323,8 @@ KT_API void udelay(unsigned int us);
  * Kernel: system(3), after standard output was flushed.
  *
  * @param format  As for printf(3), with its arguments behind.
- * @return What system(3) gives: the shell's wait status; -1: nothing was run, @c errno says why.
+ * @return What system(3) gives: the shell's wait status; -1: refused, or system(3) failed, @c errno says why. It fails
+ *         with ECHILD after the command has run where the process ignores SIGCHLD.
  * @errno EINVAL  @p format is null: nothing is printed
  * @errno EILSEQ  an argument cannot be formatted (any other failure of vsnprintf(3) likewise): nothing is printed
  */

@@ -2,12 +2,12 @@
  * @file
  * @brief Single switches and queries of the board.
  *
- * Each function is one kernel attribute access or one shell command. What holds for all:
+ * Nearly each function is one kernel attribute access or one shell command. What holds for all:
  * - "The ioctl directory" is "/sys/class/kt_misc/ioctl/", the attributes of the board's driver. An access that fails
  *   leaves a line in syslog and its cause in @c errno, see @ref attributes; no memory for it is -1 with ENOMEM.
  * - A result "of system(3)" is the shell's wait status, or -1. Other functions do not look at how their command ended.
- * - A text argument becomes part of a shell command line as it is, so it holds no characters special to the shell; a
- *   null text is refused with EINVAL.
+ * - A text argument of a command becomes part of a shell command line as it is, so it holds no characters special to
+ *   the shell. A command line of system_helper() is cut at 511 characters. A null text is refused with EINVAL.
  * - Threads: any, but for the USB route, see kt_usb_mode().
  */
 #ifndef KT_DRIVER_MISC_H
@@ -83,7 +83,8 @@ KT_API int kt_get_gps_power(void);
 
 /**
  * @brief The USB route as the board's driver has it, attribute "usb_route" of the ioctl directory.
- * @return 0: device; any other value: host. 0 also when the attribute could not be read; @c errno then says why.
+ * @return 0: device; any other value: host. 0 also when the attribute could not be read (@c errno then says why) or
+ *         holds 4294967295.
  */
 KT_API int kt_get_usb_route(void);
 
@@ -103,7 +104,7 @@ KT_API int kt_usb_mode(int route);
 
 /**
  * @brief Whether the USB socket has power from outside, attribute "kt_usb_vbus_status" of the ioctl directory.
- * @return The value; -1: failed, @c errno says why. Hardware version 50 cannot tell: 1 without a read.
+ * @return The value; -1: failed, @c errno says why. On hardware version 50: 1 without a read.
  */
 KT_API int kt_usb_vbus_status(void);
 
@@ -117,7 +118,7 @@ KT_API int kt_usb_vbus_status(void);
 /**
  * @brief The mode in which the secure processor powered the terminal up, attribute "sp_powerup_mode" of the ioctl
  * directory.
- * @return The value; 0 also when it could not be read, @c errno then says why.
+ * @return The value; 0 also when it could not be read (@c errno then says why) or is 4294967295.
  */
 KT_API int kt_get_bootmode(void);
 
@@ -141,7 +142,7 @@ KT_API int kt_reboot_edl(void);
  * Moves the package to "/mnt/data/recovery/ota.swu" and sets the boot loader's variable "mode" to "boot-recovery", each
  * step through system_helper() and whatever its result. The caller restarts the terminal.
  *
- * @param package  The package's path.
+ * @param package  The package's path, at most 481 characters: a longer one cuts the command that moves it.
  * @return 0; -1: refused.
  * @errno EINVAL  @p package is null
  */
@@ -181,7 +182,7 @@ KT_API int kt_audio_set_volume(int volume);
 
 /**
  * @brief Play an MP3 file through madplay, aplay and system_helper(); returns when it has ended.
- * @param file  The file's path.
+ * @param file  The file's path, at most 475 characters: a longer one cuts the command.
  * @return 0, whatever the player's result; -1: refused.
  * @errno EINVAL  @p file is null
  */
@@ -189,7 +190,7 @@ KT_API int kt_audio_file_play(const char *file);
 
 /**
  * @brief Play a WAV file through aplay and system_helper(); returns when it has ended.
- * @param file  The file's path.
+ * @param file  The file's path, at most 505 characters: a longer one is cut.
  * @return 0, whatever the player's result; -1: refused.
  * @errno EINVAL  @p file is null
  */
@@ -210,7 +211,10 @@ KT_API int kt_ap_buzzer_control_ext(int unused, int value);
  * @{
  */
 
-/** @brief Put the secure processor into its download mode. @return The result of system(3). */
+/**
+ * @brief Put the secure processor into its download mode: a shell command writes 3 to "sp_power" of the ioctl directory.
+ * @return The result of system(3).
+ */
 KT_API int kt_sp_edl(void);
 
 /**
@@ -235,7 +239,7 @@ KT_API int kt_sp_power(int mode);
 KT_API int kt_adc_suspend(int on);
 
 /**
- * @brief Set the charge at which the battery is protected, attribute "kt_bat_protect_cap" of the ioctl directory.
+ * @brief Set the battery's protection, attribute "kt_bat_protect_cap" of the ioctl directory.
  * @param capacity  In the driver's unit; written as an unsigned 32-bit number.
  * @return 0; -1: failed, @c errno says why.
  */
@@ -267,7 +271,7 @@ KT_API int kt_sim_get_operate_id(void);
 
 /**
  * @brief Whether the terminal stands in a dock, attribute "kt_dock_exist" of the ioctl directory.
- * @return The value; -1: failed, @c errno says why. Hardware version 50 has no dock: 0 without a read.
+ * @return The value; -1: failed, @c errno says why. On hardware version 50: 0 without a read.
  */
 KT_API int kt_dock_exist(void);
 
@@ -284,7 +288,7 @@ KT_API int kt_dock_exist(void);
 KT_API int kt_check_net_exist(const char *ifname);
 
 /**
- * @brief The terminal's model, from its contactless chip, see kt_get_rfid_chip().
+ * @brief The terminal's model, from its contactless chip; prints and reports what kt_get_rfid_chip() does.
  * @return "KT410 B11" with chip 6, else "KT410 B10"; constants.
  */
 KT_API const char *kt_get_model_name(void);
@@ -293,7 +297,7 @@ KT_API const char *kt_get_model_name(void);
 
 /**
  * @defgroup no_effect Functions with no effect
- * @brief Kept so that applications written for other boards link and run; this board has nothing for them to do.
+ * @brief Kept so that applications link and run.
  *
  * They ignore whatever arguments they are given; the functions with a result return 0.
  * @{

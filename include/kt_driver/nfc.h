@@ -21,7 +21,7 @@ extern "C" {
  * Kernel: stat(2), open(2), read(2), close(2) on the attribute.
  *
  * @return The chip's number; -1: neither the attribute nor the hardware version tells, @c errno says why the attribute
- *         could not be read.
+ *         could not be read, and is unchanged when it holds 4294967295.
  * @errno ENOENT  this board's driver has no such attribute (any other failure of the four calls likewise)
  * @errno ENOMEM  no memory for the access
  * @note Threads: any.
