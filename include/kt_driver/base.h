@@ -170,7 +170,8 @@ KT_API int kt_get_random_number(int len, unsigned char *buf);
  * EBADF, and so does to write a read-only one.
  *
  * A failure writes one line to syslog at priority LOG_ERR: the name of the function that made the access
- * (kt_sys_attr_get_int() for most of the library's own, "get_attr" for the versions), the step that failed with the path
+ * (kt_sys_attr_get_int() for most of the library's own, "get_attr" for the versions), the step that failed with the
+ * path
  * ("stat ", "can't open ", "can't read ", "can't write <value> to "), and the text of its @c errno; @c errno still has
  * that number after the call. Examples are ENOENT (no such attribute), EACCES, EBADF, EIO (the driver refused).
  *

@@ -212,7 +212,8 @@ KT_API int kt_ap_buzzer_control_ext(int unused, int value);
  */
 
 /**
- * @brief Put the secure processor into its download mode: a shell command writes 3 to "sp_power" of the ioctl directory.
+ * @brief Put the secure processor into its download mode: a shell command writes 3 to "sp_power" of the ioctl
+ * directory.
  * @return The result of system(3).
  */
 KT_API int kt_sp_edl(void);
