@@ -36,6 +36,8 @@ if(KT_SANITIZE STREQUAL "address")
     set(sanitizer_flags -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
 elseif(KT_SANITIZE STREQUAL "thread")
     set(sanitizer_flags -fsanitize=thread -fno-omit-frame-pointer)
+    target_sources(kt_sanitized INTERFACE
+        $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${PROJECT_SOURCE_DIR}/cmake/tsan_suppressions.cpp>)
 elseif(NOT KT_SANITIZE STREQUAL "")
     message(FATAL_ERROR "KT_SANITIZE is \"${KT_SANITIZE}\": address, thread or nothing are known")
 endif()

@@ -23,6 +23,7 @@ function(kt_add_fuzz_target NAME)
 
     set(corpus ${CMAKE_CURRENT_SOURCE_DIR}/corpus/${NAME})
     if(EXISTS ${corpus})
+        file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/fuzz)
         file(CREATE_LINK ${corpus} ${PROJECT_BINARY_DIR}/fuzz/${NAME}.corpus SYMBOLIC)
     endif()
 endfunction()

@@ -8,9 +8,6 @@ if(CMAKE_CROSSCOMPILING)
 endif()
 set(KT_TERMINAL_PROGRAM ${default_terminal} CACHE FILEPATH "The kt-terminal that runs the tests of this build")
 
-# A terminal shows its program the build folder, not the checkout: what sanitizers read must lie there.
-configure_file(${PROJECT_SOURCE_DIR}/cmake/tsan.supp ${PROJECT_BINARY_DIR}/tsan.supp COPYONLY)
-
 # What a sanitizer's program is started through: its options, and for ThreadSanitizer a fixed address layout, since the
 # random one of some kernels collides with its shadow memory.
 set(sanitizer_launcher "")
@@ -19,8 +16,7 @@ if(KT_SANITIZE STREQUAL "address")
         ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1
         UBSAN_OPTIONS=print_stacktrace=1)
 elseif(KT_SANITIZE STREQUAL "thread")
-    set(sanitizer_launcher setarch -R env
-        TSAN_OPTIONS=suppressions=${PROJECT_BINARY_DIR}/tsan.supp:second_deadlock_stack=1)
+    set(sanitizer_launcher setarch -R)
 endif()
 
 # A MIPS program runs neither on this machine nor on its terminal: it is built, and tried on the product.

@@ -3,7 +3,10 @@
 
 #include "terminal/control/socket_folder.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
+#include <string_view>
 
 namespace kt::terminal {
 
@@ -48,10 +51,8 @@ bool take(terminal_options& options, const std::string& option, const std::strin
 
 bool wants_value(const std::string& option)
 {
-    for (const char* each : {"--board", "--log", "--control", "--name", "--bind", "--state", "--sysroot"})
-        if (option == each)
-            return true;
-    return false;
+    constexpr std::string_view all[] = {"--board", "--log", "--control", "--name", "--bind", "--state", "--sysroot"};
+    return std::find(std::begin(all), std::end(all), option) != std::end(all);
 }
 
 } // namespace

@@ -40,8 +40,10 @@ signals::signals(std::function<void()> end)
     });
     for (std::size_t i = 0; i < std::size(handled); ++i) {
         struct sigaction action {};
-        action.sa_handler = handled[i] == SIGTERM || handled[i] == SIGHUP ? count_it : leave_it;
-        action.sa_flags = SA_RESTART;
+        const bool ends = handled[i] == SIGTERM || handled[i] == SIGHUP;
+        action.sa_handler = ends ? count_it : leave_it;
+        action.sa_flags =
+            ends ? 0 : SA_RESTART; // ThreadSanitizer runs a handler only when the call it came into returns
         sigaction(handled[i], nullptr, &before_[i]);
         if (before_[i].sa_handler != SIG_IGN)
             sigaction(handled[i], &action, nullptr);

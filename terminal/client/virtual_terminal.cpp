@@ -2,8 +2,8 @@
 #include "terminal/client/virtual_terminal.h"
 
 #include "terminal/control/bytes_json.h"
-#include "terminal/control/errno_names.h"
 #include "terminal/control/event_json.h"
+#include "terminal/model/errno_names.h"
 #include "terminal/model/open_flags.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "terminal/control/requests.h"
-#include "terminal/root/descriptor.h"
+#include "terminal/descriptor.h"
 
 #include <atomic>
 #include <list>

@@ -1,8 +1,8 @@
 /** The file of --log: every event as one line of JSON, as it happens. */
 #pragma once
 
+#include "terminal/descriptor.h"
 #include "terminal/model/event.h"
-#include "terminal/root/descriptor.h"
 
 #include <string>
 

@@ -2,11 +2,12 @@
 #include "terminal/control/requests.h"
 
 #include "terminal/control/bytes_json.h"
-#include "terminal/control/errno_names.h"
 #include "terminal/control/event_json.h"
 #include "terminal/control/request_values.h"
+#include "terminal/model/errno_names.h"
 
 #include <algorithm>
+#include <array>
 #include <fnmatch.h>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
@@ -46,7 +47,7 @@ std::string refused(const std::string& reason)
 struct requests::operation {
     std::string_view name;
     json (requests::*act)(const json&);
-    std::vector<std::string_view> keys;
+    std::array<std::string_view, 7> keys;
 
     bool takes(std::string_view key) const
     {
@@ -56,7 +57,7 @@ struct requests::operation {
             if (std::find(std::begin(of_bytes), std::end(of_bytes), key) == std::end(of_bytes))
                 return false;
         }
-        return std::find(keys.begin(), keys.end(), key) != keys.end();
+        return !key.empty() && std::find(keys.begin(), keys.end(), key) != keys.end();
     }
 };
 

@@ -91,7 +91,7 @@ std::string socket_of(const std::string& name)
 bool is_terminal_name(const std::string& name)
 {
     const auto allowed = [](unsigned char each) {
-        return std::isalnum(each) || each == '-' || each == '_' || each == '.';
+        return std::isalnum(each) != 0 || each == '-' || each == '_' || each == '.';
     };
     return !name.empty() && name.size() <= longest_name && name[0] != '.' &&
            std::all_of(name.begin(), name.end(), allowed);

@@ -1,7 +1,7 @@
 /** Where the running terminals of a user are found: a folder of the user's own, with one socket for each. */
 #pragma once
 
-#include "terminal/root/descriptor.h"
+#include "terminal/descriptor.h"
 
 #include <string>
 #include <vector>

@@ -10,9 +10,10 @@ namespace kt::terminal {
 
 namespace {
 
-opened_node& opened_by(const fuse_file_info* info)
+/** The kernel only asks of what it was given and has not released. */
+std::shared_ptr<opened_node> opened_by(operations& server, const fuse_file_info* info)
 {
-    return kept_as<opened_node>(info->fh);
+    return server.opens().find<opened_node>(info->fh);
 }
 
 /** Keeps the open and puts it into the answer. */
@@ -120,48 +121,48 @@ void create(fuse_req_t asked, fuse_ino_t folder, const char* name, mode_t mode, 
 void read(fuse_req_t asked, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info)
 {
     operations& server = server_of(asked);
-    opened_node& used = opened_by(info);
+    const auto used = opened_by(server, info);
     event line;
-    if (used.lines != nullptr)
-        line = server.happened(asked, "read", used.path);
+    if (used->lines != nullptr)
+        line = server.happened(asked, "read", used->path);
     line.size = size;
     line.offset = static_cast<std::uint64_t>(offset);
-    request_ptr waiting = std::make_unique<question>(asked, used.lines, std::move(line));
-    auto ruled = used.file->held();
+    request_ptr waiting = std::make_unique<question>(asked, used->lines, std::move(line));
+    auto ruled = used->file->held();
     if (!ruled)
-        ruled = server.shown().failures().next(used.path, access::read);
+        ruled = server.shown().failures().next(used->path, access::read);
     if (!ruled)
-        return used.file->read(std::move(waiting), size, offset);
-    // A step must be copyable; the kernel keeps the file open as long as a read of it waits.
+        return used->file->read(std::move(waiting), size, offset);
+    // A step must be copyable.
     server.admit(asked, ruled,
-                 [&used, shared = std::make_shared<request_ptr>(std::move(waiting)), size, offset](int error) {
+                 [used, shared = std::make_shared<request_ptr>(std::move(waiting)), size, offset](int error) {
                      if (error != 0)
                          (*shared)->fail(error);
                      else
-                         used.file->read(std::move(*shared), size, offset);
+                         used->file->read(std::move(*shared), size, offset);
                  });
 }
 
 void write(fuse_req_t asked, fuse_ino_t, const char* bytes, std::size_t size, off_t offset, fuse_file_info* info)
 {
     operations& server = server_of(asked);
-    opened_node& used = opened_by(info);
+    const auto used = opened_by(server, info);
     const std::string_view data(bytes, size);
-    event line = server.happened(asked, "write", used.path);
-    if (used.lines != nullptr)
+    event line = server.happened(asked, "write", used->path);
+    if (used->lines != nullptr)
         line.data = data;
     line.offset = static_cast<std::uint64_t>(offset);
-    request_ptr waiting = std::make_unique<question>(asked, used.lines, std::move(line));
-    const auto ruled = server.shown().failures().next(used.path, access::write);
+    request_ptr waiting = std::make_unique<question>(asked, used->lines, std::move(line));
+    const auto ruled = server.shown().failures().next(used->path, access::write);
     if (!ruled)
-        return used.file->write(std::move(waiting), data, offset);
+        return used->file->write(std::move(waiting), data, offset);
     server.admit(asked, ruled,
-                 [&used, shared = std::make_shared<request_ptr>(std::move(waiting)), kept = std::string(data),
+                 [used, shared = std::make_shared<request_ptr>(std::move(waiting)), kept = std::string(data),
                   offset](int error) {
                      if (error != 0)
                          (*shared)->fail(error);
                      else
-                         used.file->write(std::move(*shared), kept, offset);
+                         used->file->write(std::move(*shared), kept, offset);
                  });
 }
 
@@ -173,12 +174,12 @@ void release(fuse_req_t asked, fuse_ino_t, fuse_file_info* info)
 
 void sync(fuse_req_t asked, fuse_ino_t, int, fuse_file_info* info)
 {
-    fuse_reply_err(asked, opened_by(info).file->sync());
+    fuse_reply_err(asked, opened_by(server_of(asked), info)->file->sync());
 }
 
 void allocate(fuse_req_t asked, fuse_ino_t, int mode, off_t offset, off_t length, fuse_file_info* info)
 {
-    fuse_reply_err(asked, opened_by(info).file->allocate(mode, offset, length));
+    fuse_reply_err(asked, opened_by(server_of(asked), info)->file->allocate(mode, offset, length));
 }
 
 /** No node of the board takes requests yet: they fail as on any file that is no device. */
@@ -189,8 +190,9 @@ void request_on(fuse_req_t asked, fuse_ino_t, unsigned number, void*, fuse_file_
     std::string path;
     journal* lines = nullptr;
     if ((flags & FUSE_IOCTL_DIR) == 0) {
-        path = opened_by(info).path;
-        lines = opened_by(info).lines;
+        const auto used = opened_by(server, info);
+        path = used->path;
+        lines = used->lines;
     }
     const auto ruled = server.shown().failures().next(path, access::ioctl);
     server.admit(asked, ruled, [&server, asked, number, path, lines](int error) {

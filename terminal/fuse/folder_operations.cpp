@@ -38,7 +38,8 @@ void open_folder(fuse_req_t asked, fuse_ino_t ino, fuse_file_info* info)
 
 void read_folder(fuse_req_t asked, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info)
 {
-    const std::vector<folder_entry>& all = kept_as<listing>(info->fh).names;
+    const auto listed = server_of(asked).opens().find<listing>(info->fh);
+    const std::vector<folder_entry>& all = listed->names;
     std::string filled(size, '\0');
     std::size_t used = 0;
     for (auto at = static_cast<std::size_t>(offset); at < all.size(); ++at) {

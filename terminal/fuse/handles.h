@@ -17,7 +17,7 @@ public:
 class handles {
 public:
     /** Keeps @p opened; its address is the number the kernel gets. */
-    std::uint64_t keep(std::unique_ptr<handle> opened)
+    std::uint64_t keep(std::shared_ptr<handle> opened)
     {
         const auto number = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(opened.get()));
         const std::lock_guard lock(mutex_);
@@ -27,7 +27,7 @@ public:
 
     void release(std::uint64_t number)
     {
-        std::unique_ptr<handle> last; // dies after the lock is free
+        std::shared_ptr<handle> last; // dies after the lock is free
         const std::lock_guard lock(mutex_);
         const auto found = kept_.find(number);
         if (found == kept_.end())
@@ -36,16 +36,19 @@ public:
         kept_.erase(found);
     }
 
+    /** The handle of a number that keep() gave. It lives as long as it is used: the answer to a call may let the
+       program close, and another thread release it, before the call is through here. */
+    template <typename Handle>
+    std::shared_ptr<Handle> find(std::uint64_t number)
+    {
+        const std::lock_guard lock(mutex_);
+        const auto found = kept_.find(number);
+        return found == kept_.end() ? nullptr : std::static_pointer_cast<Handle>(found->second);
+    }
+
 private:
     std::mutex mutex_;
-    std::unordered_map<std::uint64_t, std::unique_ptr<handle>> kept_;
+    std::unordered_map<std::uint64_t, std::shared_ptr<handle>> kept_;
 };
-
-/** The handle of a number that keep() gave and release() has not taken back. */
-template <typename Handle>
-Handle& kept_as(std::uint64_t number)
-{
-    return *static_cast<Handle*>(reinterpret_cast<handle*>(static_cast<std::uintptr_t>(number)));
-}
 
 } // namespace kt::terminal

@@ -1,6 +1,7 @@
 /** What all operations share: rules, journal lines, and what the kernel may remember. */
 #include "terminal/fuse/operations.h"
 
+#include "terminal/model/errno_names.h"
 #include "terminal/model/node.h"
 
 #include <cerrno>
@@ -76,7 +77,7 @@ void operations::write_down(journal* lines, event&& line, int error)
     if (lines == nullptr)
         return;
     if (error != 0)
-        line.error = error_name(error);
+        line.error = errno_name(error);
     lines->append(std::move(line));
 }
 

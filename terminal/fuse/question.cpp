@@ -1,17 +1,12 @@
 /** Answering the kernel. */
 #include "terminal/fuse/question.h"
 
+#include "terminal/model/errno_names.h"
+
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 namespace kt::terminal {
-
-std::string error_name(int error)
-{
-    const char* name = strerrorname_np(error);
-    return name != nullptr ? name : std::to_string(error);
-}
 
 question::question(fuse_req_t asked, journal* lines, event happened)
     : asked_(asked), lines_(lines), happened_(std::move(happened))
@@ -37,7 +32,7 @@ void question::write_down()
 
 void question::fail(int error)
 {
-    happened_.error = error_name(error);
+    happened_.error = errno_name(error);
     write_down();
     fuse_reply_err(std::exchange(asked_, nullptr), error);
 }

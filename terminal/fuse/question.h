@@ -9,9 +9,6 @@
 
 namespace kt::terminal {
 
-/** "EIO" of its number; the number itself for one without a name. */
-std::string error_name(int error);
-
 /** The journal's line is written before the answer goes out, so that it stands there when the call returns. */
 class question : public request {
 public:

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <fcntl.h>
 #include <limits>
+#include <optional>
 
 namespace kt::terminal {
 
@@ -34,9 +35,10 @@ int parse_number(std::string_view text, long long& value)
         return ERANGE;
     if (error != std::errc{} || end != text.data() + text.size())
         return EINVAL;
-    if (magnitude > static_cast<unsigned long long>(std::numeric_limits<long long>::max()))
+    constexpr auto largest = static_cast<unsigned long long>(std::numeric_limits<long long>::max());
+    if (magnitude > largest + (negative ? 1 : 0))
         return ERANGE;
-    value = negative ? -static_cast<long long>(magnitude) : static_cast<long long>(magnitude);
+    value = static_cast<long long>(negative ? 0 - magnitude : magnitude); // wraps to the two's complement
     return 0;
 }
 
@@ -51,10 +53,10 @@ public:
         std::string part;
         {
             const std::lock_guard lock(mutex_);
-            if (offset == 0) // a driver is asked once per reading from the start
+            if (offset == 0 || !text_) // a driver is asked once per reading from the start
                 text_ = attribute_->text();
-            if (static_cast<std::size_t>(offset) < text_.size())
-                part = text_.substr(static_cast<std::size_t>(offset), size);
+            if (static_cast<std::size_t>(offset) < text_->size())
+                part = text_->substr(static_cast<std::size_t>(offset), size);
         }
         asked->bytes(part);
     }
@@ -70,7 +72,7 @@ public:
 private:
     std::shared_ptr<attribute_file> attribute_;
     std::mutex mutex_;
-    std::string text_;
+    std::optional<std::string> text_;
 };
 
 attribute_file::attribute_file(attribute_state state) : node(S_IFREG | (state.mode & 07777)), state_(std::move(state))

@@ -239,13 +239,13 @@ std::vector<std::string> board::programs() const
 bool board::keep_state_in(int directory_fd)
 {
     const std::lock_guard lock(tree_mutex_);
-    const owned_fd state(directory_fd);
+    const descriptor state(directory_fd);
     auto* mnt = dynamic_cast<directory*>(root_->look_up("mnt").get());
     for (const auto& [folder, name, kept_in] :
          {std::tuple{root_.get(), "kt", "kt"}, std::tuple{mnt, "data", "mnt-data"}}) {
         if (mkdirat(state.get(), kept_in, 0755) != 0 && errno != EEXIST)
             return false;
-        owned_fd kept(openat(state.get(), kept_in, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        descriptor kept(openat(state.get(), kept_in, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (!kept)
             return false;
         folder->put(name, stored::top(std::move(kept)));

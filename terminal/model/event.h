@@ -16,10 +16,11 @@ struct event {
     pid_t tid = 0;         /**< Thread, likewise (gettid). */
 
     /**
-     * "open" (path, flags), "read" (path, size asked, offset, data), "write" (path, offset, data), "ioctl" (path, request,
-     * data), "missing" (path: a look-up that found nothing), "create", "remove" (path), "rename" (path, arguments[0]: the
-     * new path), "shell" (data: the command text behind -c; arguments), "program" (path: the stand-in's name; arguments),
-     * "syslog" (priority, path: the identity, data: the text), "power" (data: "restart" or "off"), "exit" (result).
+     * "open" (path, flags), "read" (path, size asked, offset, data), "write" (path, offset, data), "ioctl" (path,
+     * request, data), "missing" (path: a look-up that found nothing), "create", "remove" (path), "rename" (path,
+     * arguments[0]: the new path), "shell" (data: the command text behind -c; arguments), "program" (path: the
+     * stand-in's name; arguments), "syslog" (priority, path: the identity, data: the text), "power" (data: "restart" or
+     * "off"), "exit" (result).
      */
     std::string kind;
     std::string path;

@@ -98,9 +98,12 @@ void journal::add(event&& happened)
 {
     happened.seq = ++newest_;
     happened.time_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    bytes_ += happened.data.size();
     events_.push_back(std::move(happened));
-    if (events_.size() > capacity)
+    while (events_.size() > capacity || (bytes_ > byte_capacity && events_.size() > 1)) {
+        bytes_ -= events_.front().data.size();
         events_.pop_front();
+    }
     if (listener_)
         listener_(events_.back());
     if (notice_)

@@ -22,6 +22,8 @@ public:
 
     /** The newest events that are kept; older ones are dropped. */
     static constexpr std::size_t capacity = 100'000;
+    /** And the bytes that programs read and wrote in them, so that a long copy does not fill the desk's memory. */
+    static constexpr std::size_t byte_capacity = std::size_t{64} << 20;
 
     journal();
 
@@ -67,6 +69,7 @@ private:
     std::condition_variable changed_;
     std::chrono::steady_clock::time_point start_;
     std::deque<event> events_;
+    std::size_t bytes_ = 0;
     std::uint64_t newest_ = 0;
     source source_;
     std::function<void(const event&)> listener_;

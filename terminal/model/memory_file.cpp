@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 
 namespace kt::terminal {
 
@@ -68,8 +69,10 @@ int memory_file::change(const status_change& wanted)
     return node::change(wanted);
 }
 
-result<std::unique_ptr<open_file>> memory_file::open(int)
+result<std::unique_ptr<open_file>> memory_file::open(int flags)
 {
+    if ((flags & O_TRUNC) != 0)
+        set({});
     std::unique_ptr<open_file> file =
         std::make_unique<opened>(std::static_pointer_cast<memory_file>(shared_from_this()));
     return file;

@@ -95,9 +95,10 @@ void profile::put_places(board& target, bool kept) const
     for (const std::string& path : scripts_)
         place(path, [&] { return target.put_link(path, stand_in); });
     for (const auto& [path, linked] : links_)
-        place(path, [&, &linked = linked] { return target.put_link(path, linked); });
+        place(path, [&, &path = path, &linked = linked] { return target.put_link(path, linked); });
     for (const auto& [path, content] : files_)
-        place(path, [&, &content = content] { return target.put_file(path, content.bytes, content.mode); });
+        place(path,
+              [&, &path = path, &content = content] { return target.put_file(path, content.bytes, content.mode); });
 }
 
 bool profile::act(board& target, std::string_view verb, std::string_view thing) const

@@ -23,8 +23,9 @@ void lay_over(profile::changes& below, const profile::changes& above)
     for (const auto& [path, state] : above) {
         if (!state) {
             const std::string inside = path + "/";
-            std::erase_if(below,
-                          [&](const auto& each) { return each.first == path || each.first.starts_with(inside); });
+            std::erase_if(below, [&, &path = path](const auto& each) {
+                return each.first == path || each.first.starts_with(inside);
+            });
         } else {
             below.insert_or_assign(path, state);
         }
@@ -271,10 +272,12 @@ program_answer profile_reader::program(const json& value, const std::string& pla
             answer.output = text(inner, here);
         } else if (key == "run") {
             answer.run = text(inner, here);
-        } else if (key == "power" && (inner == "restart" || inner == "off" || inner == "")) {
-            answer.power = inner.get<std::string>();
+        } else if (key == "power") {
+            answer.power = text(inner, here);
+            if (answer.power != "restart" && answer.power != "off" && !answer.power.empty())
+                refuse(here, "must be \"restart\" or \"off\"");
         } else {
-            refuse(here, key == "power" ? "must be \"restart\" or \"off\"" : "unknown");
+            refuse(here, "unknown");
         }
     }
     return answer;

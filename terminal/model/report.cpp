@@ -2,6 +2,7 @@
 #include "terminal/model/report.h"
 
 #include "terminal/model/board.h"
+#include "terminal/model/errno_names.h"
 
 #include <cstring>
 #include <vector>
@@ -69,7 +70,7 @@ public:
 
         fault_ = board_.failures().next(name_, access::run);
         if (fault_ && fault_->error != 0)
-            happened.error = strerrorname_np(fault_->error);
+            happened.error = errno_name(fault_->error);
         const program_answer answer = board_.program(name_);
         if (happened.error.empty() && !answer.power.empty()) {
             board_.events().append(happened);

@@ -11,32 +11,9 @@
 
 namespace kt::terminal {
 
-owned_fd& owned_fd::operator=(owned_fd&& other) noexcept
-{
-    if (this != &other) {
-        if (fd_ >= 0)
-            ::close(fd_);
-        fd_ = other.release();
-    }
-    return *this;
-}
-
-owned_fd::~owned_fd()
-{
-    if (fd_ >= 0)
-        ::close(fd_);
-}
-
-int owned_fd::release()
-{
-    const int fd = fd_;
-    fd_ = -1;
-    return fd;
-}
-
 class stored::opened : public open_file {
 public:
-    explicit opened(owned_fd file) : file_(std::move(file)) {}
+    explicit opened(descriptor file) : file_(std::move(file)) {}
 
     bool cached() const override { return true; }
 
@@ -65,12 +42,12 @@ public:
     }
 
 private:
-    owned_fd file_;
+    descriptor file_;
 };
 
-std::shared_ptr<stored> stored::top(owned_fd folder)
+std::shared_ptr<stored> stored::top(descriptor folder)
 {
-    auto made = std::make_shared<stored>(std::make_shared<const owned_fd>(std::move(folder)), mode_t{S_IFDIR | 0755});
+    auto made = std::make_shared<stored>(std::make_shared<const descriptor>(std::move(folder)), mode_t{S_IFDIR | 0755});
     made->top_ = true;
     return made;
 }
@@ -122,10 +99,10 @@ struct stat stored::status() const
 int stored::change(const status_change& wanted)
 {
     // An orphan or a link has no name to change it by; the descriptor's own name in /proc serves all.
-    owned_fd own;
+    descriptor own;
     int fd = orphan_.get();
     if (fd < 0) {
-        own = owned_fd(openat(folder_->get(), place_below_top().c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        own = descriptor(openat(folder_->get(), place_below_top().c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         if (!own)
             return errno;
         fd = own.get();
@@ -149,13 +126,13 @@ result<std::unique_ptr<open_file>> stored::open(int flags)
 {
     // The kernel places appended bytes itself, and has cut, made or refused before it asks.
     const int kept = (flags & O_ACCMODE) | O_NOFOLLOW | O_CLOEXEC;
-    owned_fd file;
+    descriptor file;
     if (orphan_) {
         char itself[sizeof "/proc/self/fd/" + 12];
         std::snprintf(itself, sizeof itself, "/proc/self/fd/%d", orphan_.get());
-        file = owned_fd(::open(itself, (flags & O_ACCMODE) | O_CLOEXEC));
+        file = descriptor(::open(itself, (flags & O_ACCMODE) | O_CLOEXEC));
     } else {
-        file = owned_fd(openat(folder_->get(), place_below_top().c_str(), kept));
+        file = descriptor(openat(folder_->get(), place_below_top().c_str(), kept));
     }
     if (!file)
         return result<std::unique_ptr<open_file>>::failed(errno);
@@ -249,9 +226,9 @@ int stored::drop(std::string_view name, int flags)
 {
     const std::string place = place_of(name);
     const auto known = children_.find(name);
-    owned_fd still;
+    descriptor still;
     if (known != children_.end())
-        still = owned_fd(openat(folder_->get(), place.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        still = descriptor(openat(folder_->get(), place.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (unlinkat(folder_->get(), place.c_str(), flags) != 0)
         return errno;
     if (known != children_.end()) {
@@ -281,9 +258,9 @@ int stored::rename(std::string_view name, node& to, std::string_view new_name, u
         return ENOENT;
     const std::string new_place = target->place_of(new_name);
     const node_ptr old = target->adopt(new_name);
-    owned_fd still;
+    descriptor still;
     if (old != nullptr && old != moved)
-        still = owned_fd(openat(folder_->get(), new_place.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        still = descriptor(openat(folder_->get(), new_place.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (renameat2(folder_->get(), place_of(name).c_str(), folder_->get(), new_place.c_str(), flags) != 0)
         return errno;
     if (old != nullptr && old != moved && still)
@@ -299,7 +276,7 @@ int stored::rename(std::string_view name, node& to, std::string_view new_name, u
 bool stored::put_file(std::string_view name, std::string_view bytes, mode_t permissions)
 {
     const std::string place = place_of(name);
-    const owned_fd file(
+    const descriptor file(
         openat(folder_->get(), place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file || fchmod(file.get(), permissions & 07777) != 0)
         return false;
@@ -314,7 +291,7 @@ bool stored::put_file(std::string_view name, std::string_view bytes, mode_t perm
 
 std::optional<std::string> stored::file_bytes() const
 {
-    const owned_fd file(
+    const descriptor file(
         openat(folder_->get(), place_below_top().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))

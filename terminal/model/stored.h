@@ -1,6 +1,7 @@
 /** Files and folders that are kept in a real folder: /kt and /mnt/data. */
 #pragma once
 
+#include "terminal/descriptor.h"
 #include "terminal/model/node.h"
 
 #include <map>
@@ -8,29 +9,13 @@
 
 namespace kt::terminal {
 
-/** An open descriptor that closes itself. */
-class owned_fd {
-public:
-    explicit owned_fd(int fd = -1) : fd_(fd) {}
-    owned_fd(owned_fd&& other) noexcept : fd_(other.release()) {}
-    owned_fd& operator=(owned_fd&& other) noexcept;
-    ~owned_fd();
-
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-    int release();
-
-private:
-    int fd_;
-};
-
 /** One name below a kept folder, of whatever type the file behind it has. */
 class stored : public node {
 public:
     /** The top of a kept tree: @p folder is open on it. */
-    static std::shared_ptr<stored> top(owned_fd folder);
+    static std::shared_ptr<stored> top(descriptor folder);
 
-    stored(std::shared_ptr<const owned_fd> folder, mode_t mode) : node(mode), folder_(std::move(folder)) {}
+    stored(std::shared_ptr<const descriptor> folder, mode_t mode) : node(mode), folder_(std::move(folder)) {}
     ~stored() override;
 
     struct stat status() const override;
@@ -61,9 +46,9 @@ private:
     void forget(std::string_view name);
     int drop(std::string_view name, int flags);
 
-    std::shared_ptr<const owned_fd> folder_; // shared by all nodes of one tree
+    std::shared_ptr<const descriptor> folder_; // shared by all nodes of one tree
     bool top_ = false;
-    owned_fd orphan_; // a name that was removed while a program may still have it open
+    descriptor orphan_; // a name that was removed while a program may still have it open
     std::map<std::string, std::shared_ptr<stored>, std::less<>> children_;
 };
 

@@ -46,7 +46,7 @@ helper_arguments from_arguments(int argc, const char* const* argv)
             break;
     }
     if (at + 1 >= argc || std::string(argv[at]) != "--" || given.channel < 0)
-        throw failure{terminal_failed, "this program is a part of kt-terminal and is started by it only"};
+        throw setup_failure{terminal_failed, "this program is a part of kt-terminal and is started by it only"};
     given.options.program.assign(argv + at + 1, argv + argc);
     return given;
 }

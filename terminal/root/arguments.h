@@ -17,7 +17,7 @@ struct helper_arguments {
 /** The argument vector, the program's own name first. */
 std::vector<std::string> to_arguments(const std::string& helper, const helper_arguments& given);
 
-/** The reverse; throws failure for a list that to_arguments() does not make. */
+/** The reverse; throws setup_failure for a list that to_arguments() does not make. */
 helper_arguments from_arguments(int argc, const char* const* argv);
 
 } // namespace kt::terminal

@@ -7,7 +7,7 @@
 
 namespace kt::terminal {
 
-/** One FUSE mount. It asks nothing of its server before show() is called. Throws failure. */
+/** One FUSE mount. It asks nothing of its server before show() is called. Throws setup_failure. */
 class board_view {
 public:
     explicit board_view(const new_root& root);

@@ -11,7 +11,7 @@ void fail_step(const std::string& step, const std::string& cure)
     std::string sentence = "cannot " + step + " (" + strerror(errno) + ")";
     if (!cure.empty())
         sentence += ": " + cure;
-    throw failure{terminal_failed, sentence};
+    throw setup_failure{terminal_failed, sentence};
 }
 
 void fail_mount(const std::string& step, const std::string& file_system)

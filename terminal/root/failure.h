@@ -11,7 +11,7 @@ inline constexpr int program_not_executable = 126;
 inline constexpr int program_not_found = 127;
 
 /** What is thrown. */
-struct failure {
+struct setup_failure {
     int status;
     std::string sentence;
 };

@@ -163,9 +163,9 @@ void show_writable(const new_root& root, const std::string& path, const std::str
         fail_step("bind the folder " + path);
     }
     if (owner_of(folder) == owner::terminal)
-        throw failure{terminal_failed, "cannot bind the folder " + path + ": the terminal has its own " + folder +
-                                           "; name a folder below it "
-                                           "or elsewhere"};
+        throw setup_failure{terminal_failed, "cannot bind the folder " + path + ": the terminal has its own " + folder +
+                                                 "; name a folder below it "
+                                                 "or elsewhere"};
     (void)root.make_folder(folder);
     bind(root, folder, access_kind::writable);
     if (!has_parent_steps(given) && owner_of(given) != owner::terminal && !is_seen(root, given)) {

@@ -17,7 +17,7 @@ void show_folder(const new_root& root, const std::string& path);
  */
 void show_program(const new_root& root, const std::string& name, const std::string& working_folder);
 
-/** Shows a folder at its own path, writable. Throws failure if it is the terminal's own. */
+/** Shows a folder at its own path, writable. Throws setup_failure if it is the terminal's own. */
 void show_writable(const new_root& root, const std::string& path, const std::string& working_folder);
 
 /** An absolute path: the given one behind the working folder if it is relative. */

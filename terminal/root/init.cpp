@@ -47,7 +47,7 @@ pid_t start_program(const program_start& start, int outcome)
         return program;
     try {
         become_program(start);
-    } catch (const failure& failed) {
+    } catch (const setup_failure& failed) {
         send_packet(outcome, packet_kind::failed, failed.status, failed.sentence);
         _exit(failed.status);
     }
@@ -79,7 +79,7 @@ void run_init(const new_root& root, const board_view& board, const program_start
         forbid_typing();
         give_up_mounting();
         reap(start_program(start, outcome), outcome);
-    } catch (const failure& failed) {
+    } catch (const setup_failure& failed) {
         send_packet(outcome, packet_kind::failed, failed.status, failed.sentence);
     }
     _exit(0);

@@ -1,8 +1,8 @@
 /** Starting the set-up helper and waiting for what it says. */
 #include "terminal/root/launch.h"
 
+#include "terminal/descriptor.h"
 #include "terminal/root/arguments.h"
-#include "terminal/root/descriptor.h"
 #include "terminal/root/failure.h"
 #include "terminal/root/packets.h"
 

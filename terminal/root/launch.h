@@ -15,8 +15,9 @@ struct launch_options {
     std::vector<std::string> program;  /**< The program and its arguments. */
     std::vector<std::string> writable; /**< Folders bound at their own paths, writable (--bind). */
     std::vector<std::string> stand_ins; /**< Names of programs that the stand-in program lies under: "sh", "reboot" … */
-    std::string sysroot; /**< Folder whose usr/lib (and lib) is laid under the root's, for foreign programs; or empty. */
-    std::string state;   /**< Folder that keeps /kt and /mnt/data (--state); empty: fresh, in memory. */
+    std::string
+        sysroot;       /**< Folder whose usr/lib (and lib) is laid under the root's, for foreign programs; or empty. */
+    std::string state; /**< Folder that keeps /kt and /mnt/data (--state); empty: fresh, in memory. */
 };
 
 /** What the helper opened inside; the receiver owns the descriptors. */

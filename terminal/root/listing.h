@@ -6,7 +6,7 @@
 
 namespace kt::terminal {
 
-/** Without "." and ".."; throws failure. */
+/** Without "." and ".."; throws setup_failure. */
 std::vector<std::string> names_in(const std::string& path);
 
 } // namespace kt::terminal

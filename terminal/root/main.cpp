@@ -154,7 +154,7 @@ int run(int argc, const char* const* argv)
             fail_step("reach the terminal");
         survive_signals();
         return set_up_and_watch(given);
-    } catch (const failure& failed) {
+    } catch (const setup_failure& failed) {
         if (!send_packet(channel, packet_kind::failed, failed.status, failed.sentence))
             fprintf(stderr, "%s\n", failed.sentence.c_str());
     } catch (const std::exception& error) {

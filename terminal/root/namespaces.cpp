@@ -1,7 +1,7 @@
 /** Making the terminal's own user, mount, process, network, IPC and host name namespaces. */
 #include "terminal/root/namespaces.h"
 
-#include "terminal/root/descriptor.h"
+#include "terminal/descriptor.h"
 #include "terminal/root/failure.h"
 
 #include <cerrno>

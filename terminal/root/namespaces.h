@@ -3,7 +3,7 @@
 
 namespace kt::terminal {
 
-/** Moves this process into namespaces of its own (the process one begins with its next child); throws failure. */
+/** Moves this process into namespaces of its own (the process one begins with its next child); throws setup_failure. */
 void enter_namespaces();
 
 /** Takes away, for good, the right to mount: the host's folders stay read-only for the terminal's root too. */

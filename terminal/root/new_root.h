@@ -1,7 +1,7 @@
 /** The root folder that the program will see, while it is put together. */
 #pragma once
 
-#include "terminal/root/descriptor.h"
+#include "terminal/descriptor.h"
 
 #include <string>
 
@@ -29,7 +29,8 @@ private:
     descriptor mount_;
 };
 
-/** Paths are absolute, as the program will see them. Links are followed as if this were the root. Throws failure. */
+/** Paths are absolute, as the program will see them. Links are followed as if this were the root. Throws setup_failure.
+ */
 class new_root {
 public:
     new_root();

@@ -70,7 +70,7 @@ void lay_stand_ins(const new_root& root, const std::vector<std::string>& names)
     const std::string program = std::string(own_folder) + "/standin";
     for (const std::string& name : names) {
         if (name.empty() || name.find('/') != std::string::npos)
-            throw failure{terminal_failed, "a stand-in needs a name without a slash, not \"" + name + "\""};
+            throw setup_failure{terminal_failed, "a stand-in needs a name without a slash, not \"" + name + "\""};
         if (symlinkat(program.c_str(), stand_ins.get(), name.c_str()) < 0 && errno != EEXIST)
             fail_step("make the stand-in " + name);
     }

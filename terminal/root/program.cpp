@@ -61,19 +61,20 @@ void execute_by_path(const std::vector<std::string>& arguments)
     const bool missing = errno == ENOENT || errno == ENOTDIR;
     struct stat entry {};
     if (missing && name.find('/') != std::string::npos && stat(name.c_str(), &entry) == 0)
-        throw failure{program_not_found, step + ": what runs it (its loader or its script's interpreter) is not in the "
-                                                "terminal; for a foreign program give '--sysroot DIR'"};
+        throw setup_failure{program_not_found,
+                            step + ": what runs it (its loader or its script's interpreter) is not in the "
+                                   "terminal; for a foreign program give '--sysroot DIR'"};
     if (missing)
-        throw failure{program_not_found,
-                      step + ": there is no such program in the terminal, which shows the host's folders, "
-                             "but has its own /tmp, /run, /mnt, /dev, /proc, /sys and /kt"};
+        throw setup_failure{program_not_found,
+                            step + ": there is no such program in the terminal, which shows the host's folders, "
+                                   "but has its own /tmp, /run, /mnt, /dev, /proc, /sys and /kt"};
     if (errno == ENOEXEC)
-        throw failure{program_not_executable, step + ": it is a program for another processor"};
+        throw setup_failure{program_not_executable, step + ": it is a program for another processor"};
     if (stat(name.c_str(), &entry) == 0 && S_ISDIR(entry.st_mode))
-        throw failure{program_not_executable, step + ": it is a folder"};
+        throw setup_failure{program_not_executable, step + ": it is a folder"};
     if (stat(name.c_str(), &entry) == 0 && (entry.st_mode & 0111) == 0)
-        throw failure{program_not_executable, step + ": make it executable with 'chmod +x " + name + "'"};
-    throw failure{program_not_executable, step};
+        throw setup_failure{program_not_executable, step + ": make it executable with 'chmod +x " + name + "'"};
+    throw setup_failure{program_not_executable, step};
 }
 
 } // namespace

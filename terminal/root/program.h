@@ -5,7 +5,7 @@
 
 namespace kt::terminal {
 
-/** Replaces this process by the program, with default signal dispositions; throws failure if that cannot be. */
+/** Replaces this process by the program, with default signal dispositions; throws setup_failure if that cannot be. */
 [[noreturn]] void become_program(const program_start& start);
 
 } // namespace kt::terminal

@@ -3,7 +3,7 @@
 
 namespace kt::terminal {
 
-/** Refuses, for all descendants, to type into the caller's terminal as if the person had; throws failure. */
+/** Refuses, for all descendants, to type into the caller's terminal as if the person had; throws setup_failure. */
 void forbid_typing();
 
 } // namespace kt::terminal

@@ -1,7 +1,7 @@
 /** Waiting for process 1 and for the terminal's side at once. */
 #include "terminal/root/watch.h"
 
-#include "terminal/root/descriptor.h"
+#include "terminal/descriptor.h"
 #include "terminal/root/failure.h"
 #include "terminal/root/packets.h"
 

@@ -6,7 +6,6 @@
 #include "tests/support/paths.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

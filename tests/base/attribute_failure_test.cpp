@@ -12,7 +12,6 @@
 
 using namespace kt::tests;
 using kt::terminal::event;
-using kt::terminal::failure;
 using kt::terminal::virtual_terminal;
 
 namespace {

@@ -6,7 +6,6 @@
 #include "tests/support/journal_lines.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
 

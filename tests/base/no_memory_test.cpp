@@ -1,16 +1,13 @@
-/**
- * Functions that run out of memory: the four attribute functions pass the failure on, nothing else lets it out.
- * Memory is short of operator new only; the C library's own needs are met.
- */
+/** Functions that run out of memory: the four attribute functions pass the failure on, nothing else lets it out. */
 #include <kt_driver/kt_driver.h>
 
+#include "tests/base/short_of_memory.h"
 #include "tests/support/captured_stdout.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/journal_lines.h"
 #include "tests/support/paths.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <new>
 
@@ -18,17 +15,6 @@ using namespace kt::tests;
 using kt::terminal::virtual_terminal;
 
 namespace {
-
-thread_local bool no_memory = false;
-
-/** operator new fails while this lives. */
-class short_of_memory {
-public:
-    short_of_memory() { no_memory = true; }
-    ~short_of_memory() { no_memory = false; }
-    short_of_memory(const short_of_memory&) = delete;
-    short_of_memory& operator=(const short_of_memory&) = delete;
-};
 
 /** The failure of a missing attribute must be told in a text that no small string holds. */
 constexpr const char* missing = "an_attribute_that_this_board_does_not_have";
@@ -67,24 +53,6 @@ int result_of(int (*call)())
 }
 
 } // namespace
-
-void* operator new(std::size_t size)
-{
-    void* memory = no_memory ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
 
 TEST(NoMemory, PassesThroughTheAttributeFunctions)
 {

@@ -7,12 +7,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <syslog.h>
 
 using namespace kt::tests;
-using kt::terminal::event;
 using kt::terminal::virtual_terminal;
 
 using lines = std::vector<std::string>;

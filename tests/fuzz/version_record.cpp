@@ -4,6 +4,7 @@
 
 #include <kt_driver/base.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 

@@ -4,7 +4,6 @@
 #include "tests/support/captured_stdout.h"
 #include "tests/support/journal_lines.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>

@@ -16,7 +16,8 @@ captured_stdout::captured_stdout()
     std::fflush(stdout);
     file_ = memfd_create("captured standard output", MFD_CLOEXEC);
     saved_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (file_ < 0 || saved_ < 0 || dup2(file_, STDOUT_FILENO) < 0)
+    // Commands of several threads write at once; only at the end of a file is no write lost among others.
+    if (file_ < 0 || saved_ < 0 || fcntl(file_, F_SETFL, O_APPEND) < 0 || dup2(file_, STDOUT_FILENO) < 0)
         throw std::runtime_error("cannot capture standard output");
     // On a person's terminal the stream would be line buffered, and a missing flush would not show.
     std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);

@@ -1,5 +1,5 @@
 /** The C library's names of error numbers, both ways. */
-#include "terminal/control/errno_names.h"
+#include "terminal/model/errno_names.h"
 
 #include <cerrno>
 #include <cstring>
