@@ -1,5 +1,5 @@
 /** Events in JSON: what is left out, what is kept byte for byte, and the way back. */
-#include "terminal/control/errno_names.h"
+#include "terminal/model/errno_names.h"
 #include "terminal/control/event_json.h"
 #include "terminal/control/event_text.h"
 
