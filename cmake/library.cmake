@@ -20,7 +20,5 @@ endif()
 
 # Hidden visibility leaves out the standard library's templates, which are instantiated with default visibility.
 set(version_script ${PROJECT_SOURCE_DIR}/exports/hidden.map)
-if(EXISTS ${version_script})
-    target_link_options(kt_driver PRIVATE -Wl,--version-script=${version_script})
-    set_property(TARGET kt_driver APPEND PROPERTY LINK_DEPENDS ${version_script})
-endif()
+target_link_options(kt_driver PRIVATE -Wl,--version-script=${version_script})
+set_property(TARGET kt_driver APPEND PROPERTY LINK_DEPENDS ${version_script})

@@ -46,17 +46,17 @@ std::string event_text(const event& happened)
         line += request;
     }
     if (happened.kind == "shell") {
-        line += " " + quoted(happened.data); // the arguments say no more
+        line.append(" ").append(quoted(happened.data)); // the arguments say no more
     } else {
         if (happened.offset != 0)
-            line += " at " + std::to_string(happened.offset);
+            line.append(" at ").append(std::to_string(happened.offset));
         if (happened.kind == "read" || happened.kind == "write" || !happened.data.empty())
-            line += " " + quoted(happened.data);
+            line.append(" ").append(quoted(happened.data));
         for (const std::string& each : happened.arguments)
-            line += " " + quoted(each);
+            line.append(" ").append(quoted(each));
     }
     if (happened.kind == "exit")
-        line += " " + std::to_string(happened.result);
+        line.append(" ").append(std::to_string(happened.result));
     if (!happened.error.empty())
         line += " -> " + happened.error;
     return line;

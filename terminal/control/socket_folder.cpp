@@ -78,7 +78,8 @@ state state_of(const std::string& path)
 std::string socket_folder()
 {
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime != nullptr && *runtime == '/')
+    // After a change of user, and in a terminal on a terminal, the variable often names a folder that is not there.
+    if (runtime != nullptr && *runtime == '/' && access(runtime, W_OK | X_OK) == 0)
         return std::string(runtime) + "/kt-terminal";
     return "/tmp/kt-terminal-" + std::to_string(geteuid());
 }
