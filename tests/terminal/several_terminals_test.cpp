@@ -104,3 +104,10 @@ TEST(SeveralTerminals, OneRunsInsideAnother)
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "50\n");
 }
+
+TEST(SeveralTerminals, ASessionFolderThatIsNotThereIsNoHindrance)
+{
+    const desk user;
+    const ended run = user.terminal({"--", "true"}, {.environment = {"XDG_RUNTIME_DIR=/no/such/folder"}});
+    EXPECT_EQ(run.status, 0) << run.err;
+}
