@@ -1,10 +1,10 @@
 /** The client's end of the control protocol: lines out, answers in. */
 #include "terminal/client/virtual_terminal.h"
 
-#include "terminal/control/bytes_json.h"
-#include "terminal/control/event_json.h"
 #include "terminal/model/errno_names.h"
 #include "terminal/model/open_flags.h"
+#include "terminal/protocol/bytes_json.h"
+#include "terminal/protocol/event_json.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -2,11 +2,11 @@
 #include "terminal/control/ctl.h"
 
 #include "terminal/client/virtual_terminal.h"
-#include "terminal/control/bytes_json.h"
 #include "terminal/control/ctl_request.h"
-#include "terminal/control/event_json.h"
 #include "terminal/control/event_text.h"
 #include "terminal/control/socket_folder.h"
+#include "terminal/protocol/bytes_json.h"
+#include "terminal/protocol/event_json.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,7 +1,7 @@
 /** The commands of `ctl`, each a few lines from words to keys. */
 #include "terminal/control/ctl_request.h"
 
-#include "terminal/control/bytes_json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,7 +1,7 @@
 /** One write per event. */
 #include "terminal/control/log_file.h"
 
-#include "terminal/control/event_json.h"
+#include "terminal/protocol/event_json.h"
 
 #include <cerrno>
 #include <cstring>

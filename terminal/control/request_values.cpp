@@ -1,7 +1,7 @@
 /** Taking the values of a request out, each with its own refusal. */
 #include "terminal/control/request_values.h"
 
-#include "terminal/control/bytes_json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>

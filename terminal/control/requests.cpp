@@ -1,10 +1,10 @@
 /** The operations of the control protocol. */
 #include "terminal/control/requests.h"
 
-#include "terminal/control/bytes_json.h"
-#include "terminal/control/event_json.h"
 #include "terminal/control/request_values.h"
 #include "terminal/model/errno_names.h"
+#include "terminal/protocol/bytes_json.h"
+#include "terminal/protocol/event_json.h"
 
 #include <algorithm>
 #include <array>

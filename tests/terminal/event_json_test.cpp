@@ -1,7 +1,7 @@
 /** Events in JSON: what is left out, what is kept byte for byte, and the way back. */
-#include "terminal/control/event_json.h"
 #include "terminal/control/event_text.h"
 #include "terminal/model/errno_names.h"
+#include "terminal/protocol/event_json.h"
 
 #include <cerrno>
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 /** Events to JSON and back: a field that the event does not use is left out. */
-#include "terminal/control/event_json.h"
+#include "terminal/protocol/event_json.h"
 
-#include "terminal/control/bytes_json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,5 +1,5 @@
 /** Text or digits, whichever the bytes allow. */
-#include "terminal/control/bytes_json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
