@@ -43,10 +43,10 @@ const fuse_lowlevel_ops& operations::table()
 
 void operations::serve(fuse_session* session)
 {
+    notices_ = std::make_unique<notices>(session);
     // Only a folder's name is ever remembered by the kernel.
-    board_.set_vanished([this, session](std::uint64_t folder, const std::string& name) {
-        const std::uint64_t number = folder == board_.root()->ino() ? std::uint64_t{FUSE_ROOT_ID} : folder;
-        (void)fuse_lowlevel_notify_inval_entry(session, number, name.data(), name.size());
+    board_.set_vanished([this](std::uint64_t folder, const std::string& name) {
+        notices_->name_is_gone(folder == board_.root()->ino() ? std::uint64_t{FUSE_ROOT_ID} : folder, name);
     });
 }
 
@@ -54,6 +54,7 @@ void operations::stop_serving()
 {
     board_.set_vanished(nullptr);
     gate_.reset();
+    notices_.reset();
 }
 
 journal* operations::lines_for(const node& used)

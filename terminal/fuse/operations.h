@@ -5,6 +5,7 @@
 #include "terminal/fuse/gate.h"
 #include "terminal/fuse/handles.h"
 #include "terminal/fuse/inodes.h"
+#include "terminal/fuse/notices.h"
 #include "terminal/fuse/question.h"
 #include "terminal/model/board.h"
 
@@ -75,6 +76,7 @@ private:
     callers callers_;
     handles handles_;
     std::unique_ptr<gate> gate_;
+    std::unique_ptr<notices> notices_;
 };
 
 /** The functions of the table, by what they work on. */

@@ -6,10 +6,18 @@
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <memory>
 #include <unistd.h>
 
 namespace kt::terminal {
+
+namespace {
+
+/** Not set-user-id and set-group-id: a kept file may be the desk's root's own, and outlive the terminal. */
+constexpr mode_t kept_permissions = 01777;
+
+} // namespace
 
 class stored::opened : public open_file {
 public:
@@ -63,12 +71,14 @@ std::string stored::place_below_top() const
     if (top_)
         return ".";
     const auto* above = static_cast<const stored*>(parent());
-    return above->place_of(name());
+    return above == nullptr ? "" : above->place_of(name());
 }
 
 std::string stored::place_of(std::string_view name) const
 {
     std::string place = place_below_top();
+    if (place.empty())
+        return place; // and not "/name", which is somewhere on the desk
     place += '/';
     place += name;
     return place;
@@ -78,8 +88,6 @@ int stored::read_status(struct stat& status) const
 {
     if (orphan_)
         return fstat(orphan_.get(), &status) == 0 ? 0 : errno;
-    if (!top_ && parent() == nullptr)
-        return ESTALE;
     return fstatat(folder_->get(), place_below_top().c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
 }
 
@@ -109,7 +117,7 @@ int stored::change(const status_change& wanted)
     }
     char itself[sizeof "/proc/self/fd/" + 12];
     std::snprintf(itself, sizeof itself, "/proc/self/fd/%d", fd);
-    if (wanted.permissions && chmod(itself, *wanted.permissions & 07777) != 0)
+    if (wanted.permissions && chmod(itself, *wanted.permissions & kept_permissions) != 0)
         return errno;
     if (wanted.size && truncate(itself, *wanted.size) != 0)
         return errno;
@@ -145,7 +153,9 @@ result<std::unique_ptr<open_file>> stored::open(int flags)
 result<std::string> stored::read_link() const
 {
     std::string target(PATH_MAX, '\0');
-    const ssize_t length = readlinkat(folder_->get(), place_below_top().c_str(), target.data(), target.size());
+    const ssize_t length = orphan_
+                               ? readlinkat(orphan_.get(), "", target.data(), target.size())
+                               : readlinkat(folder_->get(), place_below_top().c_str(), target.data(), target.size());
     if (length < 0)
         return result<std::string>::failed(errno);
     target.resize(static_cast<std::size_t>(length));
@@ -206,12 +216,12 @@ std::vector<folder_entry> stored::entries()
 result<node_ptr> stored::make_node(std::string_view name, mode_t mode)
 {
     const std::string place = place_of(name);
-    const int made = S_ISDIR(mode) ? mkdirat(folder_->get(), place.c_str(), mode & 07777)
-                                   : mknodat(folder_->get(), place.c_str(), mode, 0);
+    const int made = S_ISDIR(mode) ? mkdirat(folder_->get(), place.c_str(), mode & kept_permissions)
+                                   : mknodat(folder_->get(), place.c_str(), mode & (S_IFMT | kept_permissions), 0);
     if (made != 0)
         return result<node_ptr>::failed(errno);
     // The program's own mask has been applied; the desk's must not be applied on top.
-    (void)fchmodat(folder_->get(), place.c_str(), mode & 07777, 0);
+    (void)fchmodat(folder_->get(), place.c_str(), mode & kept_permissions, 0);
     return adopt(name);
 }
 
@@ -253,6 +263,8 @@ int stored::rename(std::string_view name, node& to, std::string_view new_name, u
     auto* target = dynamic_cast<stored*>(&to);
     if (target == nullptr || target->folder_ != folder_)
         return EXDEV;
+    if ((flags & ~unsigned{RENAME_NOREPLACE}) != 0)
+        return EINVAL; // no two names change places
     const node_ptr moved = adopt(name);
     if (moved == nullptr)
         return ENOENT;
@@ -278,7 +290,7 @@ bool stored::put_file(std::string_view name, std::string_view bytes, mode_t perm
     const std::string place = place_of(name);
     const descriptor file(
         openat(folder_->get(), place.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!file || fchmod(file.get(), permissions & 07777) != 0)
+    if (!file || fchmod(file.get(), permissions & kept_permissions) != 0)
         return false;
     while (!bytes.empty()) {
         const ssize_t put = ::write(file.get(), bytes.data(), bytes.size());

@@ -39,6 +39,7 @@ public:
 private:
     class opened;
 
+    /** Empty once the node or a folder above it is gone: every call on an empty place fails with ENOENT. */
     std::string place_below_top() const;
     std::string place_of(std::string_view name) const;
     int read_status(struct stat& status) const;

@@ -15,6 +15,7 @@ struct program_start {
     const std::vector<std::string>& arguments;
     std::string working_folder;
     mode_t umask;
+    bool own_group; /**< The program gets a process group of its own. */
 };
 
 /**

@@ -104,6 +104,15 @@ launch_result to_result(const packet& last)
     }
 }
 
+/** Waits for a child however often a signal comes between; its wait status. */
+int end_of(pid_t child)
+{
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
 } // namespace
 
 launch::launch(launch_options options) : options_(std::move(options)) {}
@@ -113,7 +122,7 @@ launch::~launch()
     if (channel_ >= 0)
         close(channel_); // the helper sees it, ends the program and itself
     if (helper_ > 0)
-        waitpid(helper_, nullptr, 0);
+        (void)end_of(helper_);
 }
 
 launch_result launch::run(const std::function<void(inner_descriptors)>& serve)
@@ -144,8 +153,7 @@ launch_result launch::run(const std::function<void(inner_descriptors)>& serve)
         const auto& [fuse, state, control, log] = received.descriptors;
         serve({fuse, state, control, log});
     }
-    int status = 0;
-    waitpid(std::exchange(helper_, -1), &status, 0);
+    const int status = end_of(std::exchange(helper_, -1));
     return failed("the terminal's set-up helper " +
                   (WIFSIGNALED(status) ? std::string("was killed (") + strsignal(WTERMSIG(status)) + ")"
                                        : "ended with status " + std::to_string(WEXITSTATUS(status))));

@@ -45,6 +45,12 @@ std::string current_folder()
     return path;
 }
 
+/** Whether somebody sits at a terminal, whose keys must reach the program as they reach the caller. */
+bool has_person()
+{
+    return static_cast<bool>(descriptor(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)));
+}
+
 /** The folder of this program, in which the stand-in program lies too. */
 std::string program_folder()
 {
@@ -114,6 +120,7 @@ int set_up_and_watch(const helper_arguments& given)
     const std::string working_folder = current_folder();
     const std::string programs = program_folder();
     const mode_t callers_umask = umask(0);
+    const bool person = has_person(); // asked of the host's /dev/tty
 
     enter_namespaces();
     const new_root root;
@@ -138,7 +145,7 @@ int set_up_and_watch(const helper_arguments& given)
     if (init == 0) {
         close(outcome[0]);
         close(given.channel);
-        run_init(root, board, {options.program, working_folder, callers_umask}, outcome[1]);
+        run_init(root, board, {options.program, working_folder, callers_umask, !person}, outcome[1]);
     }
     close(outcome[1]);
     return watch(init, outcome[0], given.channel);

@@ -87,6 +87,8 @@ void become_program(const program_start& start)
                       ? "the terminal has its own folder there; call kt-terminal from another one"
                       : "");
     umask(start.umask);
+    if (start.own_group)
+        setpgid(0, 0); // kill(0) would else reach the script or test driver that started the terminal
     for (int number = 1; number < NSIG; ++number)
         signal(number, SIG_DFL); // the helper survives the keyboard's signals, the program decides for itself
     const std::string& name = start.arguments[0];

@@ -200,3 +200,23 @@ TEST(FailureRules, AHangWithAnErrorFailsAfterwards)
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), ETIMEDOUT);
 }
+
+TEST(FailureRules, AHangingLookUpHoldsNobodyAtTheOtherSide)
+{
+    virtual_terminal board;
+    board.attribute("/sys/class/kt_misc/passing/one", {.text = "1\n"});
+    ASSERT_EQ(shown("/sys/class/kt_misc/passing/one"), "1\n") << "the kernel knows the folder now";
+    const int rule = board.fail("/sys/class/kt_misc/hung", {.on = "lookup", .hang = true});
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(open_error("/sys/class/kt_misc/hung", O_RDONLY));
+    EXPECT_TRUE(still_waits(child));
+    board.remove("/sys/class/kt_misc/passing");
+    board.mend(rule);
+    EXPECT_EQ(WEXITSTATUS(status_of(child)), ENOENT);
+    // The kernel learns of it when the look-up no longer holds it.
+    const auto deadline = clock_type::now() + 10s;
+    while (exists("/sys/class/kt_misc/passing") && clock_type::now() < deadline)
+        std::this_thread::sleep_for(10ms);
+    EXPECT_FALSE(exists("/sys/class/kt_misc/passing"));
+}

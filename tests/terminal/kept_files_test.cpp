@@ -167,3 +167,38 @@ TEST(KeptTrees, AreApart)
     EXPECT_FALSE(exists("/mnt/data/file"));
     EXPECT_EQ(error_of(rename("/kt/file", "/mnt/data/file")), EXDEV);
 }
+
+/** A program stands in a folder that goes: its calls fail, and the board lives on. */
+TEST_P(KeptFiles, AWorkingFolderThatTheProgramRemovesFailsAndNoMore)
+{
+    ASSERT_EQ(mkdir(at("gone").c_str(), 0755), 0);
+    ASSERT_EQ(chdir(at("gone").c_str()), 0);
+    ASSERT_EQ(rmdir(at("gone").c_str()), 0);
+    EXPECT_EQ(open_error("name", O_RDONLY), ENOENT);
+    EXPECT_EQ(put("name", "x", make_new), ENOENT);
+    EXPECT_EQ(error_of(mkdir("name", 0755)), ENOENT);
+    EXPECT_EQ(std::system("ls > /dev/null 2>&1; true"), 0);
+    EXPECT_EQ(put(at("still"), "here", make_new), 0);
+}
+
+TEST_P(KeptFiles, AWorkingFolderThatTheOtherSideRemovesFailsAndNoMore)
+{
+    virtual_terminal board;
+    ASSERT_EQ(std::system(("mkdir -p " + at("above/below")).c_str()), 0);
+    ASSERT_EQ(put(at("above/below/file"), "x", make_new), 0);
+    ASSERT_EQ(chdir(at("above/below").c_str()), 0);
+    board.remove(at("above"));
+    EXPECT_EQ(open_error("file", O_RDONLY), ENOENT);
+    EXPECT_EQ(put("name", "x", make_new), ENOENT);
+    EXPECT_FALSE(exists("/name")) << "and nothing came to another place";
+    EXPECT_EQ(std::system("ls > /dev/null 2>&1; stat x > /dev/null 2>&1; true"), 0);
+    EXPECT_EQ(put(at("still"), "here", make_new), 0);
+}
+
+TEST_P(KeptFiles, AProgramCannotMakeASetUserIdFile)
+{
+    ASSERT_EQ(put(at("file"), "x", make_new, 04755), 0);
+    EXPECT_EQ(mode_of(at("file")), mode_t{S_IFREG | 0755});
+    EXPECT_EQ(chmod(at("file").c_str(), 06755), 0);
+    EXPECT_EQ(std::system(("stat -c %a " + at("file") + " | grep -qx 755").c_str()), 0);
+}
