@@ -198,8 +198,8 @@ TEST(Isolation, NoMountAppearsOnTheDesk)
 TEST(Isolation, ASignalToTheOwnGroupStaysInside)
 {
     const desk user;
-    const ended run = user.run({"setsid", "--wait", "bash", "-c",
-                                "trap 'echo reached' TERM; \"$0\" -- bash -c 'kill -TERM 0'; echo \"status $?\"",
-                                KT_TERMINAL});
+    const ended run =
+        user.run({"setsid", "--wait", "bash", "-c",
+                  "trap 'echo reached' TERM; \"$0\" -- bash -c 'kill -TERM 0'; echo \"status $?\"", KT_TERMINAL});
     EXPECT_EQ(run.out, "status 143\n") << run.err;
 }
