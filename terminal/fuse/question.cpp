@@ -16,7 +16,7 @@ question::question(fuse_req_t asked, journal* lines, event happened)
 question::~question()
 {
     if (asked_ != nullptr)
-        fail(EIO); // whoever should have answered is gone
+        question::fail(EIO); // whoever should have answered is gone
 }
 
 caller question::from() const

@@ -131,7 +131,7 @@ std::optional<attribute_state> board::attribute(std::string_view path) const
     return found->state();
 }
 
-bool board::watch_attribute(std::string_view path, std::function<void(const std::string& text)> written)
+bool board::watch_attribute(std::string_view path, std::function<void(const std::string& text)> written) const
 {
     const auto found = std::dynamic_pointer_cast<attribute_file>(find(path));
     if (found == nullptr)

@@ -59,7 +59,7 @@ public:
     std::optional<attribute_state> attribute(std::string_view path) const;
 
     /** Called after a program wrote to the attribute, with the new text. False: no such attribute. */
-    bool watch_attribute(std::string_view path, std::function<void(const std::string& text)> written);
+    bool watch_attribute(std::string_view path, std::function<void(const std::string& text)> written) const;
 
     /** Makes an empty folder and those above it. */
     bool put_directory(std::string_view path);
