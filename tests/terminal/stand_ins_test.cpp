@@ -47,6 +47,7 @@ TEST(StandIns, EachShellCommandIsTold)
     EXPECT_EQ(ran("sh -c 'exit 4'"), 4);
     EXPECT_THAT(board.commands(), ElementsAre("exit 3", "echo a  'b c'", "sh -c 'exit 4'", "exit 4"));
     const std::vector<event> shells = board.events_of({"shell"});
+    ASSERT_FALSE(shells.empty());
     EXPECT_THAT(shells[0].arguments, ElementsAre("sh", "-c", "exit 3"));
     EXPECT_NE(shells[0].pid, getpid()) << "the shell is a child";
 }
