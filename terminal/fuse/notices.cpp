@@ -6,12 +6,13 @@
 
 namespace kt::terminal {
 
-notices::~notices()
+void notices::stop()
 {
     {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
         changed_.notify_one();
+        progress_.notify_all();
     }
     if (worker_.joinable())
         worker_.join();
@@ -21,12 +22,14 @@ void notices::name_is_gone(std::uint64_t folder, std::string name)
 {
     constexpr std::chrono::milliseconds moment{100};
     std::unique_lock lock(mutex_);
+    if (stopping_)
+        return;
     if (!worker_.joinable())
         worker_ = std::thread([this] { work(); });
     waiting_.push_back({folder, std::move(name)});
     const std::uint64_t number = ++given_;
     changed_.notify_one();
-    (void)progress_.wait_for(lock, moment, [this, number] { return told_ >= number; });
+    (void)progress_.wait_for(lock, moment, [this, number] { return stopping_ || told_ >= number; });
 }
 
 void notices::work()

@@ -20,10 +20,12 @@ class notices {
 public:
     explicit notices(fuse_session* session) : session_(session) {}
 
-    /** After all waiting calls were answered. */
-    ~notices();
+    ~notices() { stop(); }
     notices(const notices&) = delete;
     notices& operator=(const notices&) = delete;
+
+    /** Before the session ends, after all waiting calls were answered: nothing is told any more. */
+    void stop();
 
     /** Returns when the kernel knows, or after a moment in which it is held by a waiting call: then it learns later. */
     void name_is_gone(std::uint64_t folder, std::string name);

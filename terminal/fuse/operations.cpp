@@ -43,10 +43,10 @@ const fuse_lowlevel_ops& operations::table()
 
 void operations::serve(fuse_session* session)
 {
-    notices_ = std::make_unique<notices>(session);
-    // Only a folder's name is ever remembered by the kernel.
-    board_.set_vanished([this](std::uint64_t folder, const std::string& name) {
-        notices_->name_is_gone(folder == board_.root()->ino() ? std::uint64_t{FUSE_ROOT_ID} : folder, name);
+    notices_ = std::make_shared<notices>(session);
+    // Only a folder's name is ever remembered by the kernel. The other side may be telling one when serving stops.
+    board_.set_vanished([this, told = notices_](std::uint64_t folder, const std::string& name) {
+        told->name_is_gone(folder == board_.root()->ino() ? std::uint64_t{FUSE_ROOT_ID} : folder, name);
     });
 }
 
@@ -54,7 +54,8 @@ void operations::stop_serving()
 {
     board_.set_vanished(nullptr);
     gate_.reset();
-    notices_.reset();
+    if (notices_)
+        notices_->stop();
 }
 
 journal* operations::lines_for(const node& used)

@@ -76,7 +76,7 @@ private:
     callers callers_;
     handles handles_;
     std::unique_ptr<gate> gate_;
-    std::unique_ptr<notices> notices_;
+    std::shared_ptr<notices> notices_;
 };
 
 /** The functions of the table, by what they work on. */
