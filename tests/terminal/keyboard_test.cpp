@@ -87,9 +87,15 @@ public:
     /** Reads on to the end; types these keys again and again meanwhile. */
     int status(const std::string& keys = {})
     {
-        const auto end = std::chrono::steady_clock::now() + longest;
-        while (read_some(500ms) && std::chrono::steady_clock::now() < end)
+        using clock = std::chrono::steady_clock;
+        const auto end = clock::now() + longest;
+        auto typed = clock::now();
+        while (read_some(500ms) && clock::now() < end) {
+            if (clock::now() - typed < 500ms)
+                continue; // it was the echo of the last keys
             types(keys);
+            typed = clock::now();
+        }
         const int status = status_of_child(child_);
         child_ = -1;
         return status;
