@@ -72,12 +72,7 @@ void finish_open(operations& server, fuse_req_t asked, fuse_ino_t ino, fuse_file
 void open(fuse_req_t asked, fuse_ino_t ino, fuse_file_info* info)
 {
     operations& server = server_of(asked);
-    std::string path;
-    {
-        const std::lock_guard lock(server.shown().tree_mutex());
-        if (const node_ptr found = server.known().find(ino))
-            path = found->path();
-    }
+    std::string path = server.path_of(ino);
     const auto ruled = server.shown().failures().next(path, access::open);
     if (!ruled)
         return finish_open(server, asked, ino, *info, std::move(path), 0);
@@ -89,13 +84,7 @@ void open(fuse_req_t asked, fuse_ino_t ino, fuse_file_info* info)
 void create(fuse_req_t asked, fuse_ino_t folder, const char* name, mode_t mode, fuse_file_info* info)
 {
     operations& server = server_of(asked);
-    std::string path;
-    {
-        const std::lock_guard lock(server.shown().tree_mutex());
-        if (const node_ptr above = server.known().find(folder))
-            path = above->path() + '/' + name;
-    }
-    event line = server.happened(asked, "create", path);
+    event line = server.happened(asked, "create", server.path_of(folder, name));
     line.flags = open_flags_text(info->flags);
     server.at_name(asked, folder, name, access::create, std::move(line),
                    [&server, asked, mode, info = *info](node& above, const std::string& called) {

@@ -11,14 +11,6 @@ namespace kt::terminal {
 
 namespace {
 
-/** The path of a name in a folder, empty when the kernel's folder is gone. Takes the tree's lock. */
-std::string path_of(operations& server, fuse_ino_t folder, const char* name)
-{
-    const std::lock_guard lock(server.shown().tree_mutex());
-    const node_ptr above = server.known().find(folder);
-    return above == nullptr ? std::string() : above->path() + '/' + name;
-}
-
 void finish_look_up(operations& server, fuse_req_t asked, fuse_ino_t folder, const std::string& name, std::string path,
                     int error)
 {
@@ -49,7 +41,7 @@ void finish_look_up(operations& server, fuse_req_t asked, fuse_ino_t folder, con
 void look_up(fuse_req_t asked, fuse_ino_t folder, const char* name)
 {
     operations& server = server_of(asked);
-    std::string path = path_of(server, folder, name);
+    std::string path = server.path_of(folder, name);
     const auto ruled = server.shown().failures().next(path, access::lookup);
     if (!ruled)
         return finish_look_up(server, asked, folder, name, std::move(path), 0);
@@ -137,7 +129,7 @@ void make(fuse_req_t asked, fuse_ino_t folder, const char* name,
           std::function<result<node_ptr>(node& folder, const std::string& name)> work)
 {
     operations& server = server_of(asked);
-    event line = server.happened(asked, "create", path_of(server, folder, name));
+    event line = server.happened(asked, "create", server.path_of(folder, name));
     server.at_name(asked, folder, name, access::create, std::move(line),
                    [&server, asked, work = std::move(work)](node& above, const std::string& called) {
                        result<node_ptr> made = work(above, called);
@@ -172,7 +164,7 @@ void make_link(fuse_req_t asked, const char* target, fuse_ino_t folder, const ch
 void remove(fuse_req_t asked, fuse_ino_t folder, const char* name, int (node::*work)(std::string_view))
 {
     operations& server = server_of(asked);
-    event line = server.happened(asked, "remove", path_of(server, folder, name));
+    event line = server.happened(asked, "remove", server.path_of(folder, name));
     server.at_name(asked, folder, name, access::remove, std::move(line),
                    [asked, work](node& above, const std::string& called) {
                        return operations::outcome{(above.*work)(called), [asked] { fuse_reply_err(asked, 0); }};
@@ -193,8 +185,8 @@ void rename(fuse_req_t asked, fuse_ino_t folder, const char* name, fuse_ino_t ne
             unsigned flags)
 {
     operations& server = server_of(asked);
-    event line = server.happened(asked, "rename", path_of(server, folder, name));
-    line.arguments = {path_of(server, new_folder, new_name)};
+    event line = server.happened(asked, "rename", server.path_of(folder, name));
+    line.arguments = {server.path_of(new_folder, new_name)};
     server.at_name(
         asked, folder, name, access::remove, std::move(line),
         [&server, asked, new_folder, new_name = std::string(new_name), flags](node& above, const std::string& called) {

@@ -58,6 +58,20 @@ void operations::stop_serving()
         notices_->stop();
 }
 
+std::string operations::path_of(fuse_ino_t ino) const
+{
+    const std::lock_guard lock(board_.tree_mutex());
+    const node_ptr found = inodes_.find(ino);
+    return found == nullptr ? std::string() : found->path();
+}
+
+std::string operations::path_of(fuse_ino_t folder, const char* name) const
+{
+    const std::lock_guard lock(board_.tree_mutex());
+    const node_ptr above = inodes_.find(folder);
+    return above == nullptr ? std::string() : above->path() + '/' + name;
+}
+
 journal* operations::lines_for(const node& used)
 {
     return used.journalled() ? &board_.events() : nullptr;

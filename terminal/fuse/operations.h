@@ -40,6 +40,10 @@ public:
     gate& waits() { return *gate_; }
     handles& opens() { return handles_; }
 
+    /** The path of a node, or of a name in a folder; empty when the kernel's node is gone. Takes the tree's lock. */
+    std::string path_of(fuse_ino_t ino) const;
+    std::string path_of(fuse_ino_t folder, const char* name) const;
+
     /** The journal when a node's use belongs there, else null. */
     journal* lines_for(const node& used);
     event happened(fuse_req_t asked, const char* kind, std::string path);

@@ -53,12 +53,15 @@ fuse_server::fuse_server(board& shown, int fuse_fd) : parts_(std::make_unique<pa
     fuse_args arguments = FUSE_ARGS_INIT(1, argv);
     parts_->session = fuse_session_new(&arguments, &operations::table(), sizeof(fuse_lowlevel_ops), &parts_->calls);
     fuse_opt_free_args(&arguments);
-    if (parts_->session == nullptr)
+    if (parts_->session == nullptr) {
+        close(fuse_fd); // while it is open, whoever waits in the board waits on
         throw std::runtime_error("cannot make a FUSE session");
+    }
     char device[32];
     std::snprintf(device, sizeof device, "/dev/fd/%d", fuse_fd);
     if (fuse_session_mount(parts_->session, device) != 0) {
         fuse_session_destroy(parts_->session);
+        close(fuse_fd);
         throw std::runtime_error("cannot serve the mounted FUSE descriptor");
     }
     parts_->calls.serve(parts_->session);

@@ -27,9 +27,9 @@ enum class attribute_kind {
 
 /** One attribute file of the kernel. */
 struct attribute_state {
-    std::string text;                           /**< What a read shows, the line feed included. */
-    std::uint32_t mode = 0644;                  /**< Permission bits. */
-    attribute_kind kind = attribute_kind::text; /**< */
+    std::string text;          /**< What a read shows, the line feed included. */
+    std::uint32_t mode = 0644; /**< Permission bits. */
+    attribute_kind kind = attribute_kind::text;
 };
 
 /** What a stand-in program does when the program runs it. */

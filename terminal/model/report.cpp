@@ -60,7 +60,7 @@ public:
         happened.pid = asked->from().pid;
         happened.tid = asked->from().tid;
         happened.arguments = split(data);
-        const std::string& called = happened.arguments.empty() ? happened.path : happened.arguments[0];
+        const std::string& called = happened.arguments.empty() ? std::string() : happened.arguments[0];
         name_ = called.substr(called.rfind('/') + 1);
         happened.path = name_;
         const std::string* command = name_ == "sh" ? command_text(happened.arguments) : nullptr;
