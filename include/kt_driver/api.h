@@ -5,11 +5,11 @@
  * Error numbers stand under \@errno in the descriptions: the call returned the failure value and left that number in
  * @c errno. What holds for every function of the library:
  * - Arguments that would make the library read or write outside its own objects, or through a null pointer, are
- * refused: the failure value is returned (-1; a count 0; a pointer null), @c errno is EINVAL, nothing is touched or
- * printed.
+ * refused: the failure value is returned (-1; a count 0; a pointer null), @c errno is EINVAL, nothing is touched, and
+ *   nothing is printed unless the function says so.
  * - No exception leaves the library, except for the allocation failure that @ref attributes describes.
- * - Diagnostics go to standard output. It is flushed before each shell command that the library runs, so that the lines
- *   of both come out in order, and at no other time.
+ * - Diagnostics go to standard output. It is flushed before each shell command that the library runs, before it
+ *   forks and before the child becomes another program, so that each line comes out once and in order; never else.
  */
 #ifndef KT_DRIVER_API_H
 #define KT_DRIVER_API_H
