@@ -20,6 +20,8 @@
 
 #include <kt_driver/base.h>
 #include <kt_driver/misc.h>
+#include <kt_driver/net.h>
 #include <kt_driver/nfc.h>
+#include <kt_driver/serial.h>
 
 #endif
