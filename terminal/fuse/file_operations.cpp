@@ -4,6 +4,8 @@
 #include "terminal/model/open_flags.h"
 
 #include <cerrno>
+#include <fcntl.h>
+#include <linux/fuse.h>
 #include <utility>
 
 namespace kt::terminal {
@@ -22,6 +24,25 @@ void set_answer(operations& server, fuse_file_info& info, std::unique_ptr<opened
     info.direct_io = made->file->cached() ? 0 : 1;
     info.noflush = 1;
     info.fh = server.opens().keep(std::move(made));
+}
+
+/** Answers an open. False: the caller was interrupted, and the kernel will not release what it was given. */
+bool reply_open(fuse_req_t asked, const fuse_file_info& info, const open_file& file)
+{
+    if (!file.stream())
+        return fuse_reply_open(asked, &info) == 0;
+    // By hand: libfuse does not know the flags of devices whose calls wait side by side.
+    fuse_open_out answer{};
+    answer.fh = info.fh;
+    answer.open_flags =
+        FOPEN_DIRECT_IO | FOPEN_NOFLUSH | FOPEN_NONSEEKABLE | FOPEN_STREAM | FOPEN_PARALLEL_DIRECT_WRITES;
+    return fuse_reply_buf(asked, reinterpret_cast<const char*>(&answer), sizeof answer) == 0;
+}
+
+/** False: what would wait fails with EAGAIN. The kernel tells the flags as they are at each call. */
+bool may_wait(const fuse_file_info& info)
+{
+    return (info.flags & O_NONBLOCK) == 0;
 }
 
 /** Opens a node for a program. The tree's lock is held. */
@@ -65,8 +86,9 @@ void finish_open(operations& server, fuse_req_t asked, fuse_ino_t ino, fuse_file
         return;
     }
     set_answer(server, info, std::move(made));
-    if (fuse_reply_open(asked, &info) != 0)
-        server.opens().release(info.fh); // the caller was interrupted: the kernel will not
+    const auto kept = opened_by(server, &info); // the program may close it before the answer is through
+    if (!reply_open(asked, info, *kept->file))
+        server.opens().release(info.fh);
 }
 
 void open(fuse_req_t asked, fuse_ino_t ino, fuse_file_info* info)
@@ -116,7 +138,7 @@ void read(fuse_req_t asked, fuse_ino_t, std::size_t size, off_t offset, fuse_fil
         line = server.happened(asked, "read", used->path);
     line.size = size;
     line.offset = static_cast<std::uint64_t>(offset);
-    request_ptr waiting = std::make_unique<question>(asked, used->lines, std::move(line));
+    request_ptr waiting = std::make_unique<transfer>(server, asked, used->lines, std::move(line), may_wait(*info));
     auto ruled = used->file->held();
     if (!ruled)
         ruled = server.shown().failures().next(used->path, access::read);
@@ -141,7 +163,7 @@ void write(fuse_req_t asked, fuse_ino_t, const char* bytes, std::size_t size, of
     if (used->lines != nullptr)
         line.data = data;
     line.offset = static_cast<std::uint64_t>(offset);
-    request_ptr waiting = std::make_unique<question>(asked, used->lines, std::move(line));
+    request_ptr waiting = std::make_unique<transfer>(server, asked, used->lines, std::move(line), may_wait(*info));
     const auto ruled = server.shown().failures().next(used->path, access::write);
     if (!ruled)
         return used->file->write(std::move(waiting), data, offset);
@@ -171,28 +193,54 @@ void allocate(fuse_req_t asked, fuse_ino_t, int mode, off_t offset, off_t length
     fuse_reply_err(asked, opened_by(server_of(asked), info)->file->allocate(mode, offset, length));
 }
 
-/** No node of the board takes requests yet: they fail as on any file that is no device. */
-void request_on(fuse_req_t asked, fuse_ino_t, unsigned number, void*, fuse_file_info* info, unsigned flags, const void*,
-                std::size_t, std::size_t)
+/** A folder takes none. */
+void request_on_folder(fuse_req_t asked)
 {
     operations& server = server_of(asked);
-    std::string path;
-    journal* lines = nullptr;
-    if ((flags & FUSE_IOCTL_DIR) == 0) {
-        const auto used = opened_by(server, info);
-        path = used->path;
-        lines = used->lines;
-    }
-    const auto ruled = server.shown().failures().next(path, access::ioctl);
-    server.admit(asked, ruled, [&server, asked, number, path, lines](int error) {
-        const int answer = error != 0 ? error : ENOTTY;
-        if (lines != nullptr) {
-            event line = server.happened(asked, "ioctl", path);
-            line.request = number;
-            server.write_down(lines, std::move(line), answer);
-        }
-        fuse_reply_err(asked, answer);
+    server.admit(asked, server.shown().failures().next("", access::ioctl),
+                 [asked](int error) { fuse_reply_err(asked, error != 0 ? error : ENOTTY); });
+}
+
+void request_on(fuse_req_t asked, fuse_ino_t, unsigned number, void* argument, fuse_file_info* info, unsigned flags,
+                const void* in, std::size_t in_size, std::size_t out_size)
+{
+    if ((flags & FUSE_IOCTL_DIR) != 0)
+        return request_on_folder(asked);
+    operations& server = server_of(asked);
+    const auto used = opened_by(server, info);
+    event line;
+    if (used->lines != nullptr)
+        line = server.happened(asked, "ioctl", used->path);
+    line.request = number;
+    request_question::given what;
+    what.number = number;
+    what.argument = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(argument));
+    what.from_32_bits = (flags & FUSE_IOCTL_32BIT) != 0;
+    what.thread = fuse_req_ctx(asked)->pid;
+    what.in.assign(static_cast<const char*>(in), in_size);
+    what.room = out_size;
+    device_request_ptr waiting =
+        std::make_unique<request_question>(server, asked, used->lines, std::move(line), std::move(what));
+    const auto ruled = server.shown().failures().next(used->path, access::ioctl);
+    if (!ruled)
+        return used->file->control(std::move(waiting));
+    server.admit(asked, ruled, [used, shared = std::make_shared<device_request_ptr>(std::move(waiting))](int error) {
+        if (error != 0)
+            (*shared)->fail(error);
+        else
+            used->file->control(std::move(*shared));
     });
+}
+
+void poll(fuse_req_t asked, fuse_ino_t, fuse_file_info* info, fuse_pollhandle* handle)
+{
+    const auto used = opened_by(server_of(asked), info);
+    std::function<void()> changed;
+    if (handle != nullptr) { // the kernel wants to be told
+        used->polled->keep(handle);
+        changed = [watch = used->polled] { watch->tell(); };
+    }
+    fuse_reply_poll(asked, used->file->poll(std::move(changed)));
 }
 
 } // namespace
@@ -207,6 +255,7 @@ void set_file_operations(fuse_lowlevel_ops& table)
     table.fsync = sync;
     table.fallocate = allocate;
     table.ioctl = request_on;
+    table.poll = poll;
 }
 
 } // namespace kt::terminal

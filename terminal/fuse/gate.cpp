@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <utility>
-#include <vector>
 
 namespace kt::terminal {
 
@@ -47,8 +46,7 @@ void gate::hold(fuse_req_t asked, const verdict& ruled, step go)
     std::uint64_t number = 0;
     {
         const std::lock_guard lock(mutex_);
-        if (!worker_.joinable())
-            worker_ = std::thread([this] { work(); });
+        start_worker();
         number = ++last_number_;
         waiting_.emplace(number, waiting{clock::now() + ruled.delay, ruled, false, false, std::move(go)});
     }
@@ -61,14 +59,66 @@ void gate::hold(fuse_req_t asked, const verdict& ruled, step go)
     changed_.notify_one();
 }
 
+std::uint64_t gate::watch(fuse_req_t asked, std::function<void()> interrupted_access)
+{
+    std::uint64_t number = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        start_worker();
+        number = ++last_number_;
+        watched_.emplace(number, watched{false, std::move(interrupted_access)});
+    }
+    fuse_req_interrupt_func(asked, interrupted, reinterpret_cast<void*>(static_cast<std::uintptr_t>(number)));
+    return number;
+}
+
+void gate::forget(std::uint64_t number)
+{
+    watched gone; // its function dies after the lock is free
+    const std::lock_guard lock(mutex_);
+    const auto found = watched_.find(number);
+    if (found == watched_.end())
+        return;
+    interrupted_ -= found->second.interrupted ? 1 : 0;
+    gone = std::move(found->second);
+    watched_.erase(found);
+}
+
 void gate::interrupt(std::uint64_t number)
 {
     const std::lock_guard lock(mutex_);
-    const auto found = waiting_.find(number);
-    if (found == waiting_.end())
+    if (const auto found = waiting_.find(number); found != waiting_.end()) {
+        found->second.interrupted = true;
+    } else if (const auto other = watched_.find(number); other != watched_.end() && !other->second.interrupted) {
+        other->second.interrupted = true;
+        ++interrupted_;
+    } else {
         return;
-    found->second.interrupted = true;
+    }
     changed_.notify_one();
+}
+
+void gate::start_worker()
+{
+    if (!worker_.joinable())
+        worker_ = std::thread([this] { work(); });
+}
+
+std::vector<std::function<void()>> gate::take_interrupted()
+{
+    std::vector<std::function<void()>> all;
+    if (interrupted_ == 0)
+        return all;
+    for (auto at = watched_.begin(); at != watched_.end();) {
+        if (at->second.interrupted) {
+            all.push_back(std::move(at->second.tell));
+            at = watched_.erase(at);
+        } else {
+            ++at;
+        }
+    }
+    interrupted_ = 0;
+    return all;
 }
 
 void gate::work()
@@ -90,11 +140,15 @@ void gate::work()
             ready.emplace_back(std::move(each.go), each.interrupted ? EINTR : each.ruled.error);
             at = waiting_.erase(at);
         }
-        if (!ready.empty()) {
+        auto signalled = take_interrupted();
+        if (!ready.empty() || !signalled.empty()) {
             lock.unlock();
             for (auto& [go, error] : ready)
                 go(error);
+            for (auto& tell : signalled)
+                tell();
             ready.clear();
+            signalled.clear();
             lock.lock();
             continue; // something may have become ready meanwhile
         }

@@ -1,4 +1,4 @@
-/** Holds back accesses that a failure rule delays or lets hang, without ever blocking the server. */
+/** Lets accesses wait without ever blocking the server, and lets signals end their waiting. */
 #pragma once
 
 #define FUSE_USE_VERSION 35
@@ -13,6 +13,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace kt::terminal {
 
@@ -32,6 +33,13 @@ public:
     /** Lets an access wait as @p ruled; a signal ends the waiting with EINTR. */
     void hold(fuse_req_t asked, const verdict& ruled, step go);
 
+    /**
+     * For an access that waits elsewhere: @p interrupted is called once, from the worker, when a signal wants it to
+     * end. Returns the number by which it is forgotten. The access must not be answered meanwhile.
+     */
+    std::uint64_t watch(fuse_req_t asked, std::function<void()> interrupted);
+    void forget(std::uint64_t number);
+
     /** The libfuse callback's way back. */
     void interrupt(std::uint64_t number);
 
@@ -46,12 +54,21 @@ private:
         step go;
     };
 
+    struct watched {
+        bool interrupted = false;
+        std::function<void()> tell;
+    };
+
+    void start_worker();
+    std::vector<std::function<void()>> take_interrupted();
     void work();
 
     faults& rules_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::map<std::uint64_t, waiting> waiting_;
+    std::map<std::uint64_t, watched> watched_;
+    int interrupted_ = 0; // of those watched
     std::uint64_t last_number_ = 0;
     bool stopping_ = false;
     std::thread worker_;

@@ -36,6 +36,14 @@ public:
         kept_.erase(found);
     }
 
+    /** Ends them all: serving is over, and nobody will release them. */
+    void clear()
+    {
+        std::unordered_map<std::uint64_t, std::shared_ptr<handle>> last; // they die after the lock is free
+        const std::lock_guard lock(mutex_);
+        last.swap(kept_);
+    }
+
     /** The handle of a number that keep() gave. It lives as long as it is used: the answer to a call may let the
        program close, and another thread release it, before the call is through here. */
     template <typename Handle>

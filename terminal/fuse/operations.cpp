@@ -53,7 +53,9 @@ void operations::serve(fuse_session* session)
 void operations::stop_serving()
 {
     board_.set_vanished(nullptr);
+    unanswered_->end(); // no answer is given from here on, and no signal asked for
     gate_.reset();
+    handles_.clear(); // what still waits in the board ends; nobody is told that a file has changed
     if (notices_)
         notices_->stop();
 }

@@ -6,7 +6,9 @@
 #include "terminal/fuse/handles.h"
 #include "terminal/fuse/inodes.h"
 #include "terminal/fuse/notices.h"
+#include "terminal/fuse/poll_watch.h"
 #include "terminal/fuse/question.h"
+#include "terminal/fuse/unanswered.h"
 #include "terminal/model/board.h"
 
 #include <functional>
@@ -18,7 +20,10 @@ namespace kt::terminal {
 
 /** One open of a program: the node's own part, and where it was found. */
 struct opened_node : handle {
+    ~opened_node() override { polled->stop(); }
+
     node_ptr opened;
+    const std::shared_ptr<poll_watch> polled = std::make_shared<poll_watch>(); // outlives a change that is just told
     std::unique_ptr<open_file> file;
     std::string path;
     journal* lines = nullptr; /**< Null: not journalled. */
@@ -39,6 +44,7 @@ public:
     inodes& known() { return inodes_; }
     gate& waits() { return *gate_; }
     handles& opens() { return handles_; }
+    const std::shared_ptr<unanswered>& waiting() { return unanswered_; }
 
     /** The path of a node, or of a name in a folder; empty when the kernel's node is gone. Takes the tree's lock. */
     std::string path_of(fuse_ino_t ino) const;
@@ -78,8 +84,9 @@ private:
     board& board_;
     inodes inodes_;
     callers callers_;
-    handles handles_;
+    const std::shared_ptr<unanswered> unanswered_ = std::make_shared<unanswered>(); // a question may outlive the server
     std::unique_ptr<gate> gate_;
+    handles handles_;
     std::shared_ptr<notices> notices_;
 };
 

@@ -1,27 +1,30 @@
 /** Answering the kernel. */
 #include "terminal/fuse/question.h"
 
+#include "terminal/fuse/operations.h"
 #include "terminal/model/errno_names.h"
 
-#include <cerrno>
+#include <algorithm>
+#include <cstring>
+#include <sys/uio.h>
 #include <utility>
 
 namespace kt::terminal {
 
-question::question(fuse_req_t asked, journal* lines, event happened)
-    : asked_(asked), lines_(lines), happened_(std::move(happened))
+question::question(operations& server, fuse_req_t asked, journal* lines, event happened)
+    : all_(server.waiting()),
+      server_(server),
+      asked_(asked),
+      lines_(lines),
+      happened_(std::move(happened)),
+      from_{happened_.pid, happened_.tid}
 {
+    all_->add(*this);
 }
 
 question::~question()
 {
-    if (asked_ != nullptr)
-        question::fail(EIO); // whoever should have answered is gone
-}
-
-caller question::from() const
-{
-    return {happened_.pid, happened_.tid};
+    question::refuse(EIO); // unless it is answered: whoever should have done it is gone
 }
 
 void question::write_down()
@@ -30,27 +33,114 @@ void question::write_down()
         lines_->append(std::move(happened_));
 }
 
-void question::fail(int error)
+void question::refuse(int error)
 {
-    happened_.error = errno_name(error);
-    write_down();
-    fuse_reply_err(std::exchange(asked_, nullptr), error);
+    answer([&](fuse_req_t asked) {
+        happened_.error = errno_name(error);
+        write_down();
+        fuse_reply_err(asked, error);
+    });
 }
 
-void question::bytes(std::string_view data)
+void question::give_up()
 {
-    if (lines_ != nullptr)
-        happened_.data = data;
+    happened_.error = errno_name(EIO);
     write_down();
-    fuse_reply_buf(std::exchange(asked_, nullptr), data.data(), data.size());
+    fuse_reply_err(asked_, EIO);
 }
 
-void question::count(std::size_t taken)
+void question::interrupted_by(std::function<void()> interrupted)
 {
-    if (taken < happened_.data.size())
-        happened_.data.resize(taken); // what was taken is what was written
-    write_down();
-    fuse_reply_write(std::exchange(asked_, nullptr), taken);
+    all_->with(*this, [&] { watched_ = server_.waits().watch(asked_, std::move(interrupted)); });
+}
+
+void question::stop_watching()
+{
+    if (watched_ != 0)
+        server_.waits().forget(watched_);
+}
+
+transfer::transfer(operations& server, fuse_req_t asked, journal* lines, event happened, bool may_wait)
+    : question(server, asked, lines, std::move(happened)), may_wait_(may_wait)
+{
+}
+
+void transfer::bytes(std::string_view data)
+{
+    answer([&](fuse_req_t asked) {
+        if (journalled())
+            happened().data = data;
+        write_down();
+        fuse_reply_buf(asked, data.data(), data.size());
+    });
+}
+
+void transfer::count(std::size_t taken)
+{
+    answer([&](fuse_req_t asked) {
+        if (taken < happened().data.size())
+            happened().data.resize(taken); // what was taken is what was written
+        write_down();
+        fuse_reply_write(asked, taken);
+    });
+}
+
+request_question::request_question(operations& server, fuse_req_t asked, journal* lines, event happened, given what)
+    : question(server, asked, lines, std::move(happened)), given_(std::move(what))
+{
+}
+
+int request_question::value()
+{
+    const int number = device_request::value();
+    if (record_.empty())
+        record_.assign(reinterpret_cast<const char*>(&number), sizeof number);
+    return number;
+}
+
+bool request_question::copy_in(void* to, std::uint64_t address, std::size_t size)
+{
+    if (address == given_.argument && size <= given_.in.size()) {
+        std::memcpy(to, given_.in.data(), size);
+    } else {
+        const iovec here{to, size};
+        const iovec there{reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), size};
+        if (process_vm_readv(given_.thread, &here, 1, &there, 1, 0) != static_cast<ssize_t>(size))
+            return false;
+    }
+    if (record_.empty() && address == given_.argument)
+        record_.assign(static_cast<const char*>(to), size);
+    return true;
+}
+
+bool request_question::copy_out(std::uint64_t address, const void* from, std::size_t size)
+{
+    const auto* const bytes = static_cast<const char*>(from);
+    const bool whole = address == given_.argument && size <= given_.room;
+    if (!whole) {
+        const iovec here{const_cast<void*>(from), size};
+        const iovec there{reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), size};
+        if (process_vm_writev(given_.thread, &here, 1, &there, 1, 0) != static_cast<ssize_t>(size))
+            return false;
+    }
+    if (address == given_.argument) {
+        out_.assign(bytes, std::min(size, given_.room)); // the kernel writes this part, perhaps once more
+        if (record_.empty())
+            record_.assign(bytes, size);
+    }
+    return true;
+}
+
+void request_question::done(int result)
+{
+    answer([&](fuse_req_t asked) {
+        if (journalled()) {
+            happened().data = std::move(record_);
+            happened().result = result;
+        }
+        write_down();
+        fuse_reply_ioctl(asked, result, out_.data(), out_.size());
+    });
 }
 
 } // namespace kt::terminal

@@ -101,6 +101,11 @@ void fuse_server::start()
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
+std::shared_ptr<node> fuse_server::known(std::uint64_t number) const
+{
+    return parts_->calls.known().find(number);
+}
+
 void fuse_server::stop()
 {
     if (parts_->threads.empty())

@@ -1,11 +1,13 @@
 /** The file system that shows the board: a session on an already mounted FUSE descriptor, and its threads. */
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 namespace kt::terminal {
 
 class board;
+class node;
 
 class fuse_server {
 public:
@@ -17,6 +19,9 @@ public:
 
     /** Begins to answer, on threads of its own. */
     void start();
+
+    /** The node that the kernel knows by a number, which is its files' st_ino; null when there is none. */
+    std::shared_ptr<node> known(std::uint64_t number) const;
 
     /** Ends the threads; waiting calls fail. */
     void stop();

@@ -6,6 +6,7 @@
 #include "terminal/model/node.h"
 #include "terminal/model/report.h"
 #include "terminal/model/stored.h"
+#include "terminal/own_folder.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -33,6 +34,16 @@ std::shared_ptr<directory> folder_in(directory& above, std::string name, directo
     return made;
 }
 
+/** A node and, when it is a folder in memory, all below it. */
+void add_all(const std::shared_ptr<node>& top, std::vector<std::shared_ptr<node>>& into)
+{
+    into.push_back(top);
+    if (auto* folder = dynamic_cast<directory*>(top.get()))
+        for (const auto& each : folder->entries())
+            if (const auto below = folder->look_up(each.name))
+                add_all(below, into);
+}
+
 } // namespace
 
 board::board() : root_(std::make_shared<directory>(directory::growth::fixed))
@@ -53,8 +64,7 @@ board::board() : root_(std::make_shared<directory>(directory::growth::fixed))
         folder_in(*dev, folder, directory::growth::free);
     for (const auto& [name, target] :
          {std::pair{"ptmx", "pts/ptmx"}, std::pair{"fd", "/proc/self/fd"}, std::pair{"stdin", "/proc/self/fd/0"},
-          std::pair{"stdout", "/proc/self/fd/1"}, std::pair{"stderr", "/proc/self/fd/2"},
-          std::pair{"log", "/run/kt-terminal/log"}})
+          std::pair{"stdout", "/proc/self/fd/1"}, std::pair{"stderr", "/proc/self/fd/2"}, std::pair{"log", own::log}})
         dev->put(name, std::make_shared<link_node>(target));
     program_answer real_shell;
     real_shell.run = "/bin/bash"; // the board's shell knows echo -e
@@ -179,14 +189,36 @@ std::optional<std::string> board::file(std::string_view path) const
     return std::nullopt;
 }
 
+bool board::put_device(std::string_view path, std::shared_ptr<node> device)
+{
+    const std::lock_guard lock(tree_mutex_);
+    return put_node(path, std::move(device));
+}
+
+void board::set_device_maker(std::string kind, device_maker maker)
+{
+    device_makers_.insert_or_assign(std::move(kind), std::move(maker));
+}
+
+bool board::make_device(const std::string& kind, const std::string& path, const std::string& options)
+{
+    const auto known = device_makers_.find(kind);
+    if (known == device_makers_.end())
+        return false;
+    known->second(*this, path, options);
+    return true;
+}
+
 bool board::remove(std::string_view path)
 {
     std::function<void()> tell;
+    std::vector<std::shared_ptr<node>> all_gone;
     {
         const std::lock_guard lock(tree_mutex_);
         const auto gone = find_locked(path);
         if (gone == nullptr || gone->parent() == nullptr || gone->parent() == root_.get())
             return false;
+        add_all(gone, all_gone);
         node& above = *gone->parent();
         const std::string name = gone->name();
         if (auto* folder = dynamic_cast<directory*>(&above))
@@ -198,6 +230,8 @@ bool board::remove(std::string_view path)
     }
     if (tell) // the kernel may just be asking for a name of that folder, and waits for the lock
         tell();
+    for (const auto& each : all_gone)
+        each->unplugged();
     return true;
 }
 

@@ -73,6 +73,21 @@ public:
     /** An ordinary file's bytes. */
     std::optional<std::string> file(std::string_view path) const;
 
+    /** Puts a device's node at a place. False: the place is taken by a folder, or cannot be made. */
+    bool put_device(std::string_view path, std::shared_ptr<node> device);
+
+    /**
+     * Makes what a profile calls a device: @p options is its JSON object as a text, "kind" included. Throws
+     * std::invalid_argument with a sentence when the options do not fit.
+     */
+    using device_maker = std::function<void(board&, const std::string& path, const std::string& options)>;
+
+    /** Makes devices of a kind ("port") known to profiles and the other side. */
+    void set_device_maker(std::string kind, device_maker maker);
+
+    /** Makes a device by its kind's maker. False: the kind is not known. */
+    bool make_device(const std::string& kind, const std::string& path, const std::string& options);
+
     /** Takes a place off the board, with all below it. */
     bool remove(std::string_view path);
 
@@ -111,6 +126,7 @@ private:
     std::function<void(std::uint64_t, const std::string&)> vanished_;
     mutable std::mutex programs_mutex_;
     std::map<std::string, program_answer, std::less<>> programs_;
+    std::map<std::string, device_maker, std::less<>> device_makers_; // set before the board is filled
     journal journal_;
     faults faults_;
     std::shared_ptr<directory> root_;

@@ -7,9 +7,11 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <poll.h>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -32,10 +34,21 @@ public:
     /** True: the kernel keeps pages of it, so that it can be mapped; else each call reaches the board. */
     virtual bool cached() const { return false; }
 
+    /** True: a device without a file position, whose reads and writes may wait side by side. */
+    virtual bool stream() const { return false; }
+
     virtual void read(request_ptr asked, std::size_t size, off_t offset) = 0;
     virtual void write(request_ptr asked, std::string_view data, off_t offset) = 0;
     /** A rule that holds back the next read, found by the file itself (a stand-in learns by it when to go on). */
     virtual std::optional<verdict> held() const { return std::nullopt; }
+    virtual void control(device_request_ptr asked) { asked->fail(ENOTTY); }
+
+    /**
+     * What poll(2) finds now (POLLIN, POLLOUT …). @p changed, unless empty, replaces the one given before; it is called
+     * once, without locks, when the answer may have become another.
+     */
+    virtual unsigned poll(std::function<void()> /*changed*/) { return POLLIN | POLLRDNORM | POLLOUT | POLLWRNORM; }
+
     virtual int sync() { return 0; }
     virtual int allocate(int /*mode*/, off_t /*offset*/, off_t /*length*/) { return EOPNOTSUPP; }
 };
@@ -79,6 +92,12 @@ public:
 
     /** True while a change can only come through this program's kernel, so that names in it may be remembered. */
     virtual bool remembered() const { return false; }
+
+    /** For a device: the received bytes that wait to be read, which FIONREAD tells; negative: EIO, it was hung up. */
+    virtual std::optional<int> waiting_bytes() const { return std::nullopt; }
+
+    /** The other side took it off the board while programs may have it open. Called without the tree's lock. */
+    virtual void unplugged() {}
 
     virtual struct stat status() const;
     virtual int change(const status_change& wanted);

@@ -2,6 +2,7 @@
 #include "terminal/model/profile.h"
 
 #include "terminal/model/profile_reader.h"
+#include "terminal/own_folder.h"
 
 #include <algorithm>
 #include <cctype>
@@ -11,9 +12,6 @@
 namespace kt::terminal {
 
 namespace {
-
-/** Where the stand-in program lies on every board; a link to it is a script whose runs are recorded. */
-constexpr const char* stand_in = "/run/kt-terminal/standin";
 
 /** True below the two folders whose content may be older than this start. */
 bool is_kept(const std::string& path)
@@ -71,7 +69,8 @@ std::vector<std::string> profile::programs() const
 
 void profile::apply(board& target) const
 {
-    put(target, attributes_, "its attributes");
+    put_attributes(target, at_start_, "its attributes"); // first: devices look at their switches
+    put_devices(target, at_start_);
     put_places(target, false);
     for (const auto& [name, answer] : programs_)
         target.set_program(name, answer);
@@ -92,8 +91,8 @@ void profile::put_places(board& target, bool kept) const
     };
     for (const std::string& path : folders_)
         place(path, [&] { return target.put_directory(path); });
-    for (const std::string& path : scripts_)
-        place(path, [&] { return target.put_link(path, stand_in); });
+    for (const std::string& path : scripts_) // their runs are recorded
+        place(path, [&] { return target.put_link(path, own::standin); });
     for (const auto& [path, linked] : links_)
         place(path, [&, &path = path, &linked = linked] { return target.put_link(path, linked); });
     for (const auto& [path, content] : files_)
@@ -120,11 +119,36 @@ std::vector<std::pair<std::string, std::string>> profile::actions() const
 
 void profile::put(board& target, const changes& wanted, std::string_view reason) const
 {
-    for (const auto& [path, state] : wanted) {
+    put_devices(target, wanted); // first: what cannot be made has changed nothing
+    put_attributes(target, wanted, reason);
+}
+
+void profile::put_attributes(board& target, const changes& wanted, std::string_view reason) const
+{
+    for (const auto& [path, state] : wanted.attributes) {
         if (!state)
             (void)target.remove(path); // gone already is as good
         else if (!target.put_attribute(path, *state))
             throw profile_error("board " + name_ + ": " + std::string(reason) + ": " + path + ": the place is taken");
+    }
+}
+
+/** Plugging in what is there already leaves it as it is. */
+void profile::put_devices(board& target, const changes& wanted) const
+{
+    for (const auto& [path, device] : wanted.devices) {
+        if (!device) {
+            (void)target.remove(path);
+            continue;
+        }
+        if (target.find(path) != nullptr)
+            continue;
+        try {
+            if (!target.make_device(device->kind, path, device->options))
+                throw profile_error(device->place + ": kind: there is no \"" + device->kind + "\"");
+        } catch (const std::invalid_argument& wrong) {
+            throw profile_error(device->place + ": " + wrong.what());
+        }
     }
 }
 

@@ -23,8 +23,18 @@ public:
 /** The form of the files is told in boards/README.md. */
 class profile {
 public:
-    /** An attribute that is put, or (nothing) a place that is taken away with all below it. */
-    using changes = std::map<std::string, std::optional<attribute_state>, std::less<>>;
+    /** What stands at the other end of a path of /dev is made by its kind (board::set_device_maker). */
+    struct device {
+        std::string kind;
+        std::string options; /**< The device's JSON object. */
+        std::string place;   /**< File and place, for messages. */
+    };
+
+    /** What is put, or (nothing) a place that is taken away with all below it. */
+    struct changes {
+        std::map<std::string, std::optional<attribute_state>, std::less<>> attributes;
+        std::map<std::string, std::optional<device>, std::less<>> devices;
+    };
 
     struct file {
         std::string bytes;
@@ -59,11 +69,13 @@ private:
     friend class profile_reader;
 
     void put(board& target, const changes& wanted, std::string_view reason) const;
+    void put_attributes(board& target, const changes& wanted, std::string_view reason) const;
+    void put_devices(board& target, const changes& wanted) const;
     void put_places(board& target, bool kept) const;
 
     std::string name_;
     std::string description_;
-    changes attributes_;
+    changes at_start_;
     std::vector<std::string> folders_;
     std::vector<std::string> scripts_;
     std::map<std::string, std::string> links_;

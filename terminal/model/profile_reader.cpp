@@ -18,7 +18,8 @@ constexpr int most_ancestors = 8;
 constexpr std::size_t page = 4096; // what an attribute can show
 
 /** Lays changes over changes: a place that is taken away goes with all below it. */
-void lay_over(profile::changes& below, const profile::changes& above)
+template <typename Changes>
+void lay_over(Changes& below, const Changes& above)
 {
     for (const auto& [path, state] : above) {
         if (!state) {
@@ -114,19 +115,20 @@ void profile_reader::lay(const std::string& path, int depth)
             programs(value, key);
         else if (key == "actions")
             actions(value, key);
-        else if (key != "attributes" && key != "read_only" && key != "write_only")
+        else if (key != "attributes" && key != "read_only" && key != "write_only" && key != "devices")
             refuse(key, "unknown");
     }
-    json attribute_sections = json::object();
-    for (const char* key : {"attributes", "read_only", "write_only"})
+    json sections = json::object();
+    for (const char* key : {"attributes", "read_only", "write_only", "devices"})
         if (top.contains(key))
-            attribute_sections[key] = top[key];
+            sections[key] = top[key];
     profile::changes changed;
-    action(attribute_sections, "", changed);
-    lay_over(profile_.attributes_, changed);
+    action(sections, "", changed);
+    lay_over(profile_.at_start_.attributes, changed.attributes);
+    lay_over(profile_.at_start_.devices, changed.devices);
 }
 
-/** The three sections of attributes, which differ in the permissions that they give. */
+/** What a board has at start and what an action changes: the sections of attributes differ in their permissions. */
 void profile_reader::action(const json& section, const std::string& place, profile::changes& into)
 {
     for (const auto& [key, value] : object(section, place).items()) {
@@ -137,6 +139,8 @@ void profile_reader::action(const json& section, const std::string& place, profi
             attributes(value, here, 0444, into);
         else if (key == "write_only")
             attributes(value, here, 0200, into);
+        else if (key == "devices")
+            devices(value, here, into);
         else
             refuse(here, "unknown");
     }
@@ -148,7 +152,7 @@ void profile_reader::attributes(const json& section, const std::string& place, s
     const auto add = [&](const std::string& path, const std::string& here, std::optional<attribute_state> state) {
         if (path.starts_with("/kt") || path.starts_with("/mnt/data"))
             refuse(here, "holds files, not attributes");
-        if (!into.emplace(path, std::move(state)).second)
+        if (!into.attributes.emplace(path, std::move(state)).second)
             refuse(here, "stands in two sections");
     };
     for (const auto& [folder, names] : object(section, place).items()) {
@@ -197,6 +201,24 @@ attribute_state profile_reader::attribute(const json& value, const std::string& 
     if (state.text.size() > page)
         refuse(place, "is longer than the 4096 bytes that an attribute can show");
     return state;
+}
+
+/** The kind's own options are read by its maker, when the device is made. */
+void profile_reader::devices(const json& section, const std::string& place, profile::changes& into)
+{
+    for (const auto& [at, value] : object(section, place).items()) {
+        const std::string here = place + ": " + at;
+        if (!path(at, here).starts_with("/dev/"))
+            refuse(here, "must lie below /dev");
+        if (value.is_null()) {
+            into.devices.emplace(at, std::nullopt);
+            continue;
+        }
+        if (!object(value, here).contains("kind"))
+            refuse(here, "\"kind\" is missing");
+        std::string kind = text(value["kind"], here + ": kind");
+        into.devices.emplace(at, profile::device{std::move(kind), value.dump(), file_ + ": " + here});
+    }
 }
 
 void profile_reader::folders(const json& section, const std::string& place, std::vector<std::string>& into)

@@ -23,6 +23,7 @@ private:
 
     // The sections; @p place says where in the file they stand.
     void attributes(const json& section, const std::string& place, std::uint32_t mode, profile::changes& into);
+    void devices(const json& section, const std::string& place, profile::changes& into);
     void folders(const json& section, const std::string& place, std::vector<std::string>& into);
     void links(const json& section, const std::string& place);
     void files(const json& section, const std::string& place);
