@@ -1,6 +1,7 @@
 /** Mounting the board, and showing /sys, /dev, /kt, /mnt/data and the stand-ins' report file from it. */
 #include "terminal/root/board_view.h"
 
+#include "terminal/own_folder.h"
 #include "terminal/root/failure.h"
 #include "terminal/root/places.h"
 
@@ -13,8 +14,8 @@ namespace kt::terminal {
 
 namespace {
 
-/** Inside another terminal, whose /dev is a board's, the node lies in that terminal's own folder. */
-constexpr const char* spare_fuse_node = "/run/kt-terminal/fuse";
+/** Where pppd looks for its peers, options and secrets; a board keeps them in /kt/ppp. */
+constexpr const char* settings_of_ppp = "/etc/ppp";
 
 const char* cure_of_open()
 {
@@ -37,12 +38,21 @@ descriptor open_fuse()
 {
     descriptor device(open("/dev/fuse", O_RDWR | O_CLOEXEC));
     if (!device && errno == ENOENT) {
-        device = descriptor(open(spare_fuse_node, O_RDWR | O_CLOEXEC));
+        device = descriptor(open(own::fuse, O_RDWR | O_CLOEXEC));
         errno = ENOENT;
     }
     if (!device)
         fail_step("open /dev/fuse", cure_of_open());
     return device;
+}
+
+/** Asks the kernel alone: nobody serves the board's files yet. */
+int device_number_of(const std::string& mounted)
+{
+    struct statx status {};
+    if (statx(AT_FDCWD, mounted.c_str(), AT_STATX_DONT_SYNC, 0, &status) < 0)
+        fail_step("find the board's device number");
+    return static_cast<int>(status.stx_dev_minor);
 }
 
 } // namespace
@@ -52,14 +62,15 @@ board_view::board_view(const new_root& root)
 {
     const std::string options = "fd=" + std::to_string(device_.get()) + ",rootmode=40000,user_id=0,group_id=0";
     root.mount_new("fuse", mounted_at_, MS_NOSUID | MS_NODEV, options.c_str());
+    device_number_ = device_number_of(new_root::outside(mounted_at_));
 }
 
-void board_view::show(const std::string& path) const
+void board_view::show_at(const std::string& part, const std::string& path) const
 {
-    const tree part = tree::copy(new_root::outside(mounted_at_ + path), false);
-    if (!part)
-        fail_step("take " + path + " from the board");
-    root_.put(part, path);
+    const tree copied = tree::copy(new_root::outside(mounted_at_ + part), false);
+    if (!copied)
+        fail_step("take " + part + " from the board");
+    root_.put(copied, path);
 }
 
 void board_view::show_all() const
@@ -74,21 +85,27 @@ void board_view::show_all() const
             fail_step(std::string("take ") + node + " from the host");
         root_.put(device, node);
     }
-    const std::string report = std::string(own_folder) + "/report";
-    (void)root_.make_file(report);
-    const tree part = tree::copy(new_root::outside(mounted_at_ + "/run/report"), false);
-    if (!part)
-        fail_step("take the stand-ins' report file from the board");
-    root_.put(part, report);
+    (void)root_.make_file(own::report);
+    show_at("/run/report", own::report);
+    show_settings_of_ppp();
 
-    // For terminals inside this one.
+    // For terminals inside this one, whose /dev is a board's.
     tree fuse = tree::copy("/dev/fuse", false);
     if (!fuse)
-        fuse = tree::copy(spare_fuse_node, false);
+        fuse = tree::copy(own::fuse, false);
     if (fuse && fuse.restrict(access_kind::devices)) {
-        (void)root_.make_file(spare_fuse_node);
-        root_.put(fuse, spare_fuse_node);
+        (void)root_.make_file(own::fuse);
+        root_.put(fuse, own::fuse);
     }
+}
+
+void board_view::show_settings_of_ppp() const
+{
+    const std::string boards = "/kt/ppp";
+    struct stat there {};
+    const bool host_has_it = static_cast<bool>(root_.find(std::string(settings_of_ppp) + "/."));
+    if (host_has_it && stat(new_root::outside(mounted_at_ + boards + "/.").c_str(), &there) == 0)
+        show_at(boards, settings_of_ppp);
 }
 
 descriptor open_state(const std::string& state)

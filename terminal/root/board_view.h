@@ -15,15 +15,22 @@ public:
     /** The server's end, given away: as long as one copy is open, a dead server's board looks alive. */
     descriptor take_device() { return std::move(device_); }
 
+    /** The minor device number of all its files. */
+    int device_number() const { return device_number_; }
+
     /** Puts the board's part at @p path over what lies there. */
-    void show(const std::string& path) const;
+    void show(const std::string& path) const { show_at(path, path); }
     /** Makes folders and shows all parts but those of /proc; with them come the host's harmless device nodes. */
     void show_all() const;
 
 private:
+    void show_at(const std::string& part, const std::string& path) const;
+    void show_settings_of_ppp() const;
+
     const new_root& root_;
     std::string mounted_at_;
     descriptor device_;
+    int device_number_ = 0;
 };
 
 /** Opens the folder that keeps /kt and /mnt/data: @p state, or one in memory that nobody else can reach. */

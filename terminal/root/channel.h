@@ -7,11 +7,13 @@
 namespace kt::terminal {
 
 /**
- * First "descriptors" (four of them as SCM_RIGHTS, in the order of inner_descriptors), then one of the others, unless
- * the set-up failed before. The terminal sends nothing: when its end is shut or closed, the helper ends the program.
+ * First "descriptors" (four of them as SCM_RIGHTS, in the order of inner_descriptors), then, where the kernel has it,
+ * "receiver", then one of the others, unless the set-up failed before. The terminal sends nothing: when its end is shut
+ * or closed, the helper ends the program.
  */
 enum class packet_kind : std::int32_t {
     descriptors,
+    receiver,  /**< One descriptor, of waiting FIONREADs; value: the minor device number of the board's files. */
     exited,    /**< value: status */
     killed,    /**< value: signal */
     restart,   /**< The program restarted the board. */
@@ -26,6 +28,6 @@ struct packet_header {
 };
 
 inline constexpr std::size_t longest_packet_text = 4096;
-inline constexpr int descriptors_in_packet = 4;
+inline constexpr std::size_t most_descriptors = 4;
 
 } // namespace kt::terminal

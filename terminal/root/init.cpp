@@ -38,6 +38,14 @@ void finish_root(const new_root& root, const board_view& board)
     root.enter();
 }
 
+/** Where this cannot be, the kernel answers them, and the terminal is of use all the same. */
+void hand_over_requests(const board_view& board, descriptor channel)
+{
+    const descriptor receiver = hand_over_waiting_bytes();
+    if (receiver && !send_descriptors(channel.get(), packet_kind::receiver, board.device_number(), {receiver.get()}))
+        fail_step("reach the terminal");
+}
+
 pid_t start_program(const program_start& start, int outcome)
 {
     const pid_t program = fork();
@@ -71,12 +79,14 @@ void reap(pid_t program, int outcome)
 
 } // namespace
 
-void run_init(const new_root& root, const board_view& board, const program_start& start, int outcome)
+void run_init(const new_root& root, const board_view& board, const program_start& start, int outcome,
+              descriptor channel)
 {
     try {
         die_with_helper(outcome);
         finish_root(root, board);
         forbid_typing();
+        hand_over_requests(board, std::move(channel));
         give_up_mounting();
         reap(start_program(start, outcome), outcome);
     } catch (const setup_failure& failed) {

@@ -19,9 +19,10 @@ struct program_start {
 };
 
 /**
- * Finishes and enters the root, starts the program, reaps until it has ended, and says how on @p outcome. What the
- * caller of this function still holds of the host must be closed on exec.
+ * Finishes and enters the root, hands waiting requests over through @p channel, starts the program, reaps until it has
+ * ended, and says how on @p outcome. What the caller of this function still holds of the host must be closed on exec.
  */
-[[noreturn]] void run_init(const new_root& root, const board_view& board, const program_start& start, int outcome);
+[[noreturn]] void run_init(const new_root& root, const board_view& board, const program_start& start, int outcome,
+                           descriptor channel);
 
 } // namespace kt::terminal

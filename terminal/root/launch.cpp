@@ -125,7 +125,7 @@ launch::~launch()
         (void)end_of(helper_);
 }
 
-launch_result launch::run(const std::function<void(inner_descriptors)>& serve)
+launch_result launch::run(const servers& begin)
 {
     if (options_.program.empty())
         return failed("no program was named");
@@ -148,10 +148,13 @@ launch_result launch::run(const std::function<void(inner_descriptors)>& serve)
 
     packet received;
     while (receive_packet(channel_, received)) {
-        if (received.header.kind != packet_kind::descriptors)
+        auto& [fuse, state, control, log] = received.descriptors;
+        if (received.header.kind == packet_kind::descriptors)
+            begin.serve({std::move(fuse), std::move(state), std::move(control), std::move(log)});
+        else if (received.header.kind == packet_kind::receiver)
+            begin.answer({std::move(received.descriptors[0]), static_cast<unsigned>(received.header.value)});
+        else
             return to_result(received);
-        const auto& [fuse, state, control, log] = received.descriptors;
-        serve({fuse, state, control, log});
     }
     const int status = end_of(std::exchange(helper_, -1));
     return failed("the terminal's set-up helper " +

@@ -2,6 +2,8 @@
  * end. */
 #pragma once
 
+#include "terminal/descriptor.h"
+
 #include <functional>
 #include <mutex>
 #include <string>
@@ -20,12 +22,24 @@ struct launch_options {
     std::string state; /**< Folder that keeps /kt and /mnt/data (--state); empty: fresh, in memory. */
 };
 
-/** What the helper opened inside; the receiver owns the descriptors. */
+/** What the helper opened inside. */
 struct inner_descriptors {
-    int fuse = -1;    /**< /dev/fuse of the mounted board; serving must begin before the helper goes on. */
-    int state = -1;   /**< The folder in which /kt and /mnt/data are kept. */
-    int control = -1; /**< Listening stream socket at /run/kt-terminal/control, for programs inside. */
-    int log = -1;     /**< Bound datagram socket behind /dev/log, with SO_PASSCRED. */
+    descriptor fuse;    /**< /dev/fuse of the mounted board; serving must begin before the helper goes on. */
+    descriptor state;   /**< The folder in which /kt and /mnt/data are kept. */
+    descriptor control; /**< Listening stream socket in the terminal's own folder, for programs inside. */
+    descriptor log;     /**< Bound datagram socket behind /dev/log, with SO_PASSCRED. */
+};
+
+/** Where programs' FIONREADs wait for their answer. */
+struct waiting_requests {
+    descriptor receiver;
+    unsigned board_device = 0; /**< The minor device number of the board's files (the major one is 0). */
+};
+
+/** What the terminal does with what the helper opened; each is called once at most. */
+struct servers {
+    std::function<void(inner_descriptors)> serve; /**< Must return with the board being served. */
+    std::function<void(waiting_requests)> answer; /**< Never called where the kernel answers FIONREAD alone. */
 };
 
 /** How the terminal ended. */
@@ -43,8 +57,8 @@ public:
     launch(const launch&) = delete;
     launch& operator=(const launch&) = delete;
 
-    /** Starts the helper; @p serve is called once with its descriptors, and must return with the board being served. */
-    launch_result run(const std::function<void(inner_descriptors)>& serve);
+    /** Starts the helper, hands over what it opened, and waits for the program's end. */
+    launch_result run(const servers& begin);
 
     /** Ends the program from another thread (SIGKILL to its pid 1). */
     void stop();

@@ -1,4 +1,5 @@
 /** The set-up helper: makes the terminal's namespaces and root, starts its process 1, and reports how that ended. */
+#include "terminal/own_folder.h"
 #include "terminal/root/arguments.h"
 #include "terminal/root/board_view.h"
 #include "terminal/root/failure.h"
@@ -65,14 +66,13 @@ board_view begin(const new_root& root, const launch_options& options, int channe
 {
     root.mount_new("tmpfs", parts_folder, no_devices, "mode=0755");
     root.mount_new("tmpfs", "/run", no_devices, "mode=0755");
-    (void)root.make_folder(own_folder);
-    const std::string own = new_root::outside(own_folder);
-    const descriptor control = make_control_socket(own + "/control");
-    const descriptor log = make_log_socket(own + "/log");
+    (void)root.make_folder(own::folder);
+    const descriptor control = make_control_socket(new_root::outside(own::control));
+    const descriptor log = make_log_socket(new_root::outside(own::log));
     const descriptor state = open_state(options.state);
     board_view board(root);
     const descriptor device = board.take_device();
-    if (!send_descriptors(channel, {device.get(), state.get(), control.get(), log.get()}))
+    if (!send_descriptors(channel, packet_kind::descriptors, 0, {device.get(), state.get(), control.get(), log.get()}))
         fail_step("reach the terminal");
     return board;
 }
@@ -93,14 +93,17 @@ void show_devices(const new_root& root, const board_view& board)
     root.mount_new("tmpfs", "/dev/shm", no_devices, "mode=1777");
 }
 
-void show_stand_in(const new_root& root, const std::string& programs)
+void show_stand_ins(const new_root& root, const std::string& programs)
 {
-    const tree program = tree::copy(programs + "/standin", false);
-    if (!program || !program.restrict(access_kind::read_only))
-        fail_step("take the stand-in program " + programs + "/standin from the host", "the installation is incomplete");
-    const std::string place = std::string(own_folder) + "/standin";
-    (void)root.make_file(place);
-    root.put(program, place);
+    for (const char* name : {"/standin", "/gsm0710muxd_bp", "/pppd"}) {
+        const tree program = tree::copy(programs + name, false);
+        if (!program || !program.restrict(access_kind::read_only))
+            fail_step("take the stand-in program " + programs + name + " from the host",
+                      "the installation is incomplete");
+        const std::string place = std::string(own::folder) + name;
+        (void)root.make_file(place);
+        root.put(program, place);
+    }
 }
 
 /** After the empty folders are there, and before an overlay makes the host's folders look like others. */
@@ -128,7 +131,7 @@ int set_up_and_watch(const helper_arguments& given)
     show_host(root);
     show_memory(root);
     show_devices(root, board); // from here on the server must answer
-    show_stand_in(root, programs);
+    show_stand_ins(root, programs);
     show_callers_folders(root, options, working_folder, programs);
     if (!options.sysroot.empty())
         lay_sysroot(root, absolute(options.sysroot, working_folder));
@@ -144,8 +147,8 @@ int set_up_and_watch(const helper_arguments& given)
         fail_step("start the terminal's process 1");
     if (init == 0) {
         close(outcome[0]);
-        close(given.channel);
-        run_init(root, board, {options.program, working_folder, callers_umask, !person}, outcome[1]);
+        run_init(root, board, {options.program, working_folder, callers_umask, !person}, outcome[1],
+                 descriptor(given.channel));
     }
     close(outcome[1]);
     return watch(init, outcome[0], given.channel);

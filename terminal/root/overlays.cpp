@@ -1,6 +1,7 @@
 /** Read-only overlays: stand-in programs over the host's, foreign libraries beside the host's. */
 #include "terminal/root/overlays.h"
 
+#include "terminal/own_folder.h"
 #include "terminal/root/failure.h"
 #include "terminal/root/places.h"
 
@@ -67,11 +68,10 @@ void lay_stand_ins(const new_root& root, const std::vector<std::string>& names)
         return;
     const std::string links = std::string(parts_folder) + "/stand-ins";
     const descriptor stand_ins = root.make_folder(links);
-    const std::string program = std::string(own_folder) + "/standin";
     for (const std::string& name : names) {
         if (name.empty() || name.find('/') != std::string::npos)
             throw setup_failure{terminal_failed, "a stand-in needs a name without a slash, not \"" + name + "\""};
-        if (symlinkat(program.c_str(), stand_ins.get(), name.c_str()) < 0 && errno != EEXIST)
+        if (symlinkat(own::standin, stand_ins.get(), name.c_str()) < 0 && errno != EEXIST)
             fail_step("make the stand-in " + name);
     }
 

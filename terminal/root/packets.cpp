@@ -11,7 +11,7 @@ namespace kt::terminal {
 
 namespace {
 
-constexpr std::size_t room_for_descriptors = CMSG_SPACE(sizeof(int) * descriptors_in_packet);
+constexpr std::size_t room_for_descriptors = CMSG_SPACE(sizeof(int) * most_descriptors);
 
 bool send_message(int channel, const msghdr& message)
 {
@@ -35,21 +35,22 @@ bool send_packet(int channel, packet_kind kind, int value, const std::string& te
     return send_message(channel, message);
 }
 
-bool send_descriptors(int channel, const std::array<int, descriptors_in_packet>& descriptors)
+bool send_descriptors(int channel, packet_kind kind, int value, std::initializer_list<int> descriptors)
 {
-    packet_header header{packet_kind::descriptors, 0};
+    packet_header header{kind, value};
+    const std::size_t size = sizeof(int) * descriptors.size();
     iovec part{&header, sizeof header};
     alignas(cmsghdr) char room[room_for_descriptors] = {};
     msghdr message{};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
     message.msg_control = room;
-    message.msg_controllen = sizeof room;
+    message.msg_controllen = CMSG_SPACE(size);
     cmsghdr* rights = CMSG_FIRSTHDR(&message);
     rights->cmsg_level = SOL_SOCKET;
     rights->cmsg_type = SCM_RIGHTS;
-    rights->cmsg_len = CMSG_LEN(sizeof(int) * descriptors_in_packet);
-    memcpy(CMSG_DATA(rights), descriptors.data(), sizeof(int) * descriptors_in_packet);
+    rights->cmsg_len = CMSG_LEN(size);
+    memcpy(CMSG_DATA(rights), descriptors.begin(), size);
     return send_message(channel, message);
 }
 
@@ -74,8 +75,11 @@ bool receive_packet(int channel, packet& received)
 
     const cmsghdr* rights = CMSG_FIRSTHDR(&message);
     if (rights != nullptr && rights->cmsg_level == SOL_SOCKET && rights->cmsg_type == SCM_RIGHTS) {
-        const std::size_t size = rights->cmsg_len - CMSG_LEN(0);
-        memcpy(received.descriptors.data(), CMSG_DATA(rights), std::min(size, sizeof received.descriptors));
+        const std::size_t count = std::min((rights->cmsg_len - CMSG_LEN(0)) / sizeof(int), most_descriptors);
+        std::array<int, most_descriptors> numbers{};
+        memcpy(numbers.data(), CMSG_DATA(rights), sizeof(int) * count);
+        for (std::size_t at = 0; at < count; ++at)
+            received.descriptors[at] = descriptor(numbers[at]);
     }
     return true;
 }

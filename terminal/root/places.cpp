@@ -1,12 +1,14 @@
 /** The table of the terminal's own paths. */
 #include "terminal/root/places.h"
 
+#include "terminal/own_folder.h"
+
 namespace kt::terminal {
 
 namespace {
 
 // The board's, or new: nothing of the host can be shown in them, whatever stands above them in the next table.
-constexpr std::string_view whole_places[] = {"/proc", "/sys", "/kt", "/mnt/data", "/run/kt-terminal", "/.parts"};
+constexpr std::string_view whole_places[] = {"/proc", "/sys", "/kt", "/mnt/data", "/etc/ppp", own::folder, "/.parts"};
 
 // In memory, and empty at the start.
 constexpr std::string_view empty_places[] = {"/tmp", "/run", "/mnt", "/dev/shm"};

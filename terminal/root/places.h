@@ -5,9 +5,6 @@
 
 namespace kt::terminal {
 
-/** The terminal's own folder: sockets, the stand-in program and its report file. */
-inline constexpr const char* own_folder = "/run/kt-terminal";
-
 /** What the root is put together from; gone when the program starts. */
 inline constexpr const char* parts_folder = "/.parts";
 

@@ -11,6 +11,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace kt::terminal {
 
@@ -48,7 +49,7 @@ int watch(pid_t init, int outcome, int channel)
             if (!receive_packet(outcome, received))
                 events[1].fd = -1;
             else if (!reported) // the first says the cause
-                reported = received;
+                reported = std::move(received);
             timeout_ms = patience_ms;
         }
         if (events[2].revents != 0) {
