@@ -1,4 +1,6 @@
 /** The one program behind many names: reports its arguments to the board and does what the answer says. */
+#include "terminal/own_folder.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -9,7 +11,6 @@
 
 namespace {
 
-constexpr const char* report_path = "/run/kt-terminal/report";
 constexpr std::size_t longest_report = 1048576; // what the board takes in one write
 constexpr int cannot_run = 126;
 
@@ -107,7 +108,7 @@ int main(int argc, char** argv)
     if (argc == 0)
         return cannot_run;
     const char* name = name_of(argv[0]);
-    const int report = open(report_path, O_RDWR | O_CLOEXEC);
+    const int report = open(kt::terminal::own::report, O_RDWR | O_CLOEXEC);
     if (report < 0 || send_arguments(report, argc, argv) < 0) {
         // A shell must work whatever became of the board: it is what cleans up.
         if (strcmp(name, "sh") == 0)
