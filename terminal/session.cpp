@@ -8,6 +8,9 @@
 #include "terminal/model/board.h"
 #include "terminal/model/profile.h"
 #include "terminal/model/syslog_source.h"
+#include "terminal/modem/modem.h"
+#include "terminal/notifier/notifier.h"
+#include "terminal/ports/port.h"
 #include "terminal/signals.h"
 
 #include <cerrno>
@@ -55,6 +58,8 @@ launch_result run_session(const terminal_options& options, const std::string& bo
 
     std::optional<syslog_source> syslog; // the journal asks it as long as the board lives
     board shown;
+    know_ports(shown);
+    const auto modems = know_modems(shown);
     chosen.apply(shown);
     make_start_unique(shown);
     if (log)
@@ -64,22 +69,29 @@ launch_result run_session(const terminal_options& options, const std::string& bo
     start.stand_ins = chosen.programs();
     launch program(std::move(start));
     std::optional<fuse_server> files; // ended before the helper is waited for, who may be waiting for a file
+    std::optional<notifier> requests; // finds its nodes through the files
     control_server control(shown, chosen, {name, version}, [&program] { program.stop(); });
     control.listen_on(outside.take());
 
     const signals handled([&program] { program.stop(); });
-    launch_result result = program.run([&](inner_descriptors inner) {
-        files.emplace(shown, inner.fuse);
-        control.listen_on(descriptor(inner.control));
-        syslog.emplace(inner.log, innermost_pid);
+    const auto serve = [&](inner_descriptors inner) {
+        files.emplace(shown, inner.fuse.release());
+        control.listen_on(std::move(inner.control));
+        syslog.emplace(inner.log.release(), innermost_pid);
         shown.events().set_source([&syslog] { return syslog->next(); });
-        if (!shown.keep_state_in(inner.state))
+        if (!shown.keep_state_in(inner.state.release()))
             throw std::runtime_error(std::string("the state folder cannot be used: ") + std::strerror(errno));
         chosen.fill_kept(shown);
         syslog->start(shown.events());
         control.start();
         files->start();
-    });
+    };
+    const auto answer = [&](waiting_requests waiting) {
+        requests.emplace(shown, std::move(waiting.receiver), waiting.board_device,
+                         [&files](std::uint64_t number) { return files->known(number); });
+    };
+    launch_result result = program.run({serve, answer});
+    requests.reset();
     if (files)
         files->stop();
     shown.events().append(end_of(result));

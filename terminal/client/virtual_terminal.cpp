@@ -1,18 +1,14 @@
-/** The client's end of the control protocol: lines out, answers in. */
-#include "terminal/client/virtual_terminal.h"
-
+/** What a test says to the board and finds in its journal, as requests. */
+#include "terminal/client/connection.h"
 #include "terminal/model/errno_names.h"
 #include "terminal/model/open_flags.h"
+#include "terminal/own_folder.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <cstdio>
 #include <nlohmann/json.hpp>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 #include <utility>
 
 namespace kt::terminal {
@@ -20,13 +16,6 @@ namespace kt::terminal {
 namespace {
 
 using json = nlohmann::ordered_json;
-
-constexpr const char* inner_socket = "/run/kt-terminal/control";
-
-std::string cause()
-{
-    return std::strerror(errno);
-}
 
 std::string octal(std::uint32_t mode)
 {
@@ -37,83 +26,7 @@ std::string octal(std::uint32_t mode)
 
 } // namespace
 
-struct virtual_terminal::connection {
-    explicit connection(const std::string& path) : socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        if (path.size() >= sizeof address.sun_path)
-            throw terminal_error(path + ": too long for a socket");
-        std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-        if (socket < 0 || connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-            const std::string why = cause();
-            if (socket >= 0)
-                close(socket);
-            throw terminal_error("no terminal at " + path + ": " + why);
-        }
-    }
-    connection(const connection&) = delete;
-    connection& operator=(const connection&) = delete;
-    ~connection() { close(socket); }
-
-    void send(std::string_view line) const
-    {
-        while (!line.empty()) {
-            const ssize_t length = ::send(socket, line.data(), line.size(), MSG_NOSIGNAL);
-            if (length < 0 && errno != EINTR)
-                throw terminal_error("the terminal takes no request: " + cause());
-            if (length > 0)
-                line.remove_prefix(static_cast<std::size_t>(length));
-        }
-    }
-
-    std::string receive()
-    {
-        std::size_t searched = 0;
-        for (;;) {
-            if (const std::size_t end = buffer.find('\n', searched); end != std::string::npos) {
-                std::string line = buffer.substr(0, end);
-                buffer.erase(0, end + 1);
-                return line;
-            }
-            searched = buffer.size();
-            char part[16 * 1024];
-            const ssize_t length = recv(socket, part, sizeof part, 0);
-            if (length == 0)
-                throw terminal_error("the terminal has ended");
-            if (length < 0 && errno != EINTR)
-                throw terminal_error("the terminal does not answer: " + cause());
-            if (length > 0)
-                buffer.append(part, static_cast<std::size_t>(length));
-        }
-    }
-
-    /** Sends a request; a refusal becomes an exception. */
-    json ask(const json& request)
-    {
-        send(request.dump() + "\n");
-        json answer = json::parse(receive());
-        if (!answer.value("ok", false))
-            throw terminal_error(get_bytes(answer, "error").value_or("the terminal refused without a reason"));
-        return answer;
-    }
-
-    int socket;
-    std::string buffer; // received, not yet used
-};
-
-namespace {
-
-json about(const char* operation, std::string_view path)
-{
-    json request = {{"op", operation}};
-    put_bytes(request, "path", std::string(path));
-    return request;
-}
-
-} // namespace
-
-virtual_terminal::virtual_terminal() : virtual_terminal(inner_socket) {}
+virtual_terminal::virtual_terminal() : virtual_terminal(own::control) {}
 
 virtual_terminal::virtual_terminal(const std::string& socket_path)
     : connection_(std::make_unique<connection>(socket_path))
@@ -125,7 +38,7 @@ virtual_terminal::virtual_terminal(virtual_terminal&&) noexcept = default;
 
 void virtual_terminal::attribute(std::string_view path, const attribute_value& value)
 {
-    json request = about("set", path);
+    json request = request_about("set", path);
     put_bytes(request, "text", value.text);
     request["mode"] = octal(value.mode);
     request["kind"] = value.kind;
@@ -134,17 +47,17 @@ void virtual_terminal::attribute(std::string_view path, const attribute_value& v
 
 std::string virtual_terminal::text(std::string_view path)
 {
-    return get_bytes(connection_->ask(about("get", path)), "text").value_or("");
+    return get_bytes(connection_->ask(request_about("get", path)), "text").value_or("");
 }
 
 void virtual_terminal::remove(std::string_view path)
 {
-    connection_->ask(about("remove", path));
+    connection_->ask(request_about("remove", path));
 }
 
 int virtual_terminal::fail(std::string_view path, const failure& rule)
 {
-    json request = about("fail", path);
+    json request = request_about("fail", path);
     request["on"] = rule.on;
     if (rule.error != 0)
         request["error"] = errno_name(rule.error);

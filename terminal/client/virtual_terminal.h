@@ -44,6 +44,38 @@ struct event_pattern {
     std::optional<std::string> data{};
 };
 
+/** How bytes go over a serial line. */
+struct line_framing {
+    unsigned speed = 9600;
+    unsigned data_bits = 8;
+    char parity = 'N'; /**< 'N', 'E' or 'O'. */
+    unsigned stop_bits = 1;
+
+    bool operator==(const line_framing&) const = default;
+};
+
+/** A serial line as it stands. */
+struct line_state {
+    line_framing near{};             /**< What the terminal has set. */
+    std::optional<line_framing> far; /**< What the other end has set; nothing: it follows the terminal. */
+    bool dtr = false, rts = false;   /**< What the terminal drives. */
+    bool cts = false, dsr = false, cd = false, ri = false; /**< What the terminal sees. */
+    int waiting = 0;                                       /**< Bytes that the terminal has received and not read. */
+    int unsent = 0;                                        /**< Bytes that it has written and that have not left. */
+    bool open = false;                                     /**< Some program has the port open. */
+    std::uint64_t breaks = 0; /**< Breaks that the terminal has sent since the port is there. */
+};
+
+/** What to change of a line; what is not given stays as it is. */
+struct line_change {
+    std::optional<bool> cts{}, dsr{}, cd{}, ri{};
+    std::optional<bool> hold{};                   /**< true: what the terminal sends stays queued. */
+    std::optional<unsigned> speed{}, data_bits{}; /**< The other end's own framing, as the three below. */
+    std::optional<char> parity{};
+    std::optional<unsigned> stop_bits{};
+    bool follow = false; /**< From now on the other end has the terminal's framing again. */
+};
+
 /** One connection. Threads: one at a time. */
 class virtual_terminal {
 public:
@@ -72,6 +104,38 @@ public:
 
     /** Runs an action of the board's profile: "plug", "dock". */
     void act(std::string_view verb, std::string_view thing);
+
+    /** Plugs in a serial port: "/dev/ttyACM5". remove() unplugs it: what has it open is hung up. */
+    void port(std::string_view path);
+    /** Sends bytes to the terminal. */
+    void send(std::string_view path, std::string_view bytes);
+    /** Sends a byte that arrives with an error: "parity", "framing" or "overrun". */
+    void send_bad(std::string_view path, char byte, std::string_view error);
+    void send_break(std::string_view path);
+    /** Waits until the terminal has sent these bytes, and takes all up to and including them. False, and nothing is
+     * taken: they did not come in time. */
+    bool expect(std::string_view path, std::string_view bytes,
+                std::chrono::milliseconds timeout = std::chrono::seconds(5));
+    /** As expect(), and gives the bytes before those. */
+    std::optional<std::string> received(std::string_view path, std::string_view bytes,
+                                        std::chrono::milliseconds timeout = std::chrono::seconds(5));
+    /** Takes all that the terminal has sent so far; does not wait. */
+    std::string sent(std::string_view path);
+    line_state line(std::string_view path);
+    /** Changes a line, and gives what it is then. */
+    line_state set_line(std::string_view path, const line_change& change);
+    /** True: what the terminal sends stays queued until it is set back. */
+    void hold(std::string_view path, bool held);
+    /** Hangs up: reads give 0 and writes fail until the port is opened anew. */
+    void hang_up(std::string_view path);
+    /** Leads the line to a pty of the desk (whose name a program in the terminal cannot open), and gives its name. */
+    std::string bridge_pty(std::string_view path);
+    /** Leads the line to a TCP port of the desk, 0 for any, and gives its number. */
+    int bridge_tcp(std::string_view path, int port = 0);
+    void bridge_none(std::string_view path);
+
+    /** What the modem is made to do, and how it stands: the members of the operation "modem" as JSON, and its answer. */
+    std::string modem(std::string_view members = "{}");
 
     /** From here on events() and the searches below see only what happens later. */
     void forget();

@@ -18,6 +18,14 @@ namespace {
 constexpr std::size_t longest_line = std::size_t{16} << 20;
 constexpr std::size_t most_connections = 256;
 
+std::shared_ptr<descriptor> event_descriptor()
+{
+    auto made = std::make_shared<descriptor>(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!*made)
+        throw std::runtime_error("no event descriptor for the control server");
+    return made;
+}
+
 } // namespace
 
 /** What has come in and what must go out; a connection is asked again only when it has taken its last answer. */
@@ -26,7 +34,7 @@ struct control_server::connection {
     std::string in;
     std::string out;
     std::size_t sent = 0;
-    std::optional<parked_wait> waiting;
+    std::optional<parked_request> waiting;
     bool ended = false; // the other side sends no more
     bool broken = false;
 
@@ -44,11 +52,10 @@ struct control_server::connection {
 control_server::control_server(board& served, const profile& actions, terminal_identity identity,
                                std::function<void()> stop_program)
     : board_(served),
-      requests_(served, actions, std::move(identity), std::move(stop_program)),
-      wake_up_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+      wake_up_(event_descriptor()),
+      requests_(served, actions, std::move(identity), std::move(stop_program),
+                [wake_up = wake_up_] { (void)eventfd_write(wake_up->get(), 1); }) // lines may outlive the server
 {
-    if (!wake_up_)
-        throw std::runtime_error("no event descriptor for the control server");
 }
 
 control_server::~control_server()
@@ -80,6 +87,7 @@ void control_server::stop()
     wake();
     thread_.join();
     board_.events().set_notice({});
+    requests_.end_bridges();
     connections_.clear();
     listening_.clear();
 }
@@ -95,7 +103,7 @@ void control_server::run()
                 work(*each);
         std::erase_if(connections_, [](const auto& each) { return each->is_over(); });
 
-        std::vector<pollfd> watched = {{wake_up_.get(), POLLIN, 0}};
+        std::vector<pollfd> watched = {{wake_up_->get(), POLLIN, 0}};
         for (const auto& each : connections_)
             watched.push_back({each->socket.get(), each->wanted(), 0});
         const std::size_t first_listening = watched.size();
@@ -106,7 +114,7 @@ void control_server::run()
             return;
 
         eventfd_t count = 0;
-        (void)eventfd_read(wake_up_.get(), &count);
+        (void)eventfd_read(wake_up_->get(), &count);
         auto connection = connections_.begin();
         for (std::size_t i = 1; i < first_listening; ++i, ++connection)
             serve(**connection, watched[i].revents);
@@ -153,7 +161,7 @@ void control_server::receive(connection& from)
 void control_server::work(connection& on)
 {
     if (on.waiting) {
-        auto answer = requests_.again(*on.waiting);
+        auto answer = requests::again(*on.waiting);
         if (!answer)
             return;
         on.waiting.reset();
@@ -169,7 +177,7 @@ void control_server::work(connection& on)
         }
         auto answer = requests_.answer(std::string_view(on.in).substr(0, end));
         on.in.erase(0, end + 1);
-        if (auto* parked = std::get_if<parked_wait>(&answer)) {
+        if (auto* parked = std::get_if<parked_request>(&answer)) {
             on.waiting = std::move(*parked);
         } else {
             on.out = std::move(std::get<std::string>(answer)) + "\n";
@@ -210,7 +218,7 @@ int control_server::time_left_ms() const
 
 void control_server::wake()
 {
-    (void)eventfd_write(wake_up_.get(), 1);
+    (void)eventfd_write(wake_up_->get(), 1);
 }
 
 } // namespace kt::terminal

@@ -43,10 +43,10 @@ private:
     void wake();
 
     board& board_;
-    requests requests_;
     std::vector<descriptor> listening_;
     std::list<std::unique_ptr<connection>> connections_;
-    const descriptor wake_up_; // counts events of the journal, and the order to stop
+    const std::shared_ptr<descriptor> wake_up_; // counts what parked requests wait for, and the order to stop
+    requests requests_;
     std::atomic<bool> waiting_ = false;
     std::atomic<bool> stopping_ = false;
     std::thread thread_;

@@ -5,6 +5,7 @@
 #include "terminal/control/ctl_request.h"
 #include "terminal/control/event_text.h"
 #include "terminal/control/socket_folder.h"
+#include "terminal/own_folder.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
 
@@ -36,7 +37,6 @@ std::string find_terminal(const std::string& name, const std::string& socket)
 {
     if (!socket.empty())
         return socket;
-    constexpr const char* inner = "/run/kt-terminal/control";
     const word_list names = running_terminals();
     if (!name.empty()) {
         if (std::find(names.begin(), names.end(), name) != names.end())
@@ -46,8 +46,8 @@ std::string find_terminal(const std::string& name, const std::string& socket)
     if (names.size() == 1)
         return socket_of(names[0]);
     if (names.empty()) {
-        if (access(inner, F_OK) == 0) // said on the terminal itself
-            return inner;
+        if (access(own::control, F_OK) == 0) // said on the terminal itself
+            return own::control;
         throw usage_error("no terminal is running");
     }
     std::string all;
@@ -119,6 +119,31 @@ std::string program_text(const json& answer)
     return text;
 }
 
+/** A line's state as names and values; a framing of the other end's own in one line. */
+std::string line_text(const json& answer)
+{
+    const auto value_text = [](const json& value) -> std::string {
+        if (value.is_boolean())
+            return value.get<bool>() ? "on" : "off";
+        return value.is_string() ? value.get<std::string>() : value.dump();
+    };
+    std::string text;
+    for (const auto& [name, value] : answer.items()) {
+        if (name == "ok")
+            continue;
+        text += name;
+        if (value.is_null())
+            text += " follows";
+        else if (!value.is_object())
+            text += " " + value_text(value);
+        else
+            for (const auto& [inner_name, inner] : value.items())
+                text += " " + inner_name + "=" + value_text(inner);
+        text += "\n";
+    }
+    return text;
+}
+
 /** What a command that is one request prints of its answer. */
 int print_answer(const std::string& command, const json& answer)
 {
@@ -137,6 +162,16 @@ int print_answer(const std::string& command, const json& answer)
             print(each.at("verb").get<std::string>() + " " + each.at("thing").get<std::string>() + "\n");
     } else if (command == "program") {
         print(program_text(answer));
+    } else if (command == "expect") {
+        if (!answer.value("found", true))
+            return nothing_came;
+        print(get_bytes(answer, "data").value_or(""));
+    } else if (command == "line") {
+        print(line_text(answer));
+    } else if (command == "bridge") {
+        for (const char* end : {"pty", "tcp_port"})
+            if (answer.contains(end))
+                print((answer[end].is_string() ? answer[end].get<std::string>() : answer[end].dump()) + "\n");
     } else if (command == "hello") {
         print(answer.dump(4) + "\n");
     } else if (command == "wait") {
@@ -196,48 +231,6 @@ int ctl(const word_list& arguments)
         std::fprintf(stderr, "kt-terminal: ctl: %s\n", error.what());
         return cannot;
     }
-}
-
-std::string ctl_help()
-{
-    return R"(usage: kt-terminal ctl [--name NAME | --control SOCKET] COMMAND ...
-
-Speaks to a running terminal: the only one, or that called NAME.
-
-  get PATH                     print an attribute or file
-  set [-n] PATH TEXT           make or change it; a line feed follows the text unless -n is given
-      [--mode 0644]            its permissions
-      [--kind text|integer|file]  how it takes what programs write
-  remove PATH                  take a place off the board
-  list [PATH]                  print the names in a folder
-
-  fail PATH                    make an access fail (with EIO), or wait; prints the rule's number. PATH can be a shell
-                               pattern, and with "--on run" the name of a program
-      [--on open]              lookup, open, read, write, ioctl, create, remove or run
-      [--errno EROFS]          the error
-      [--delay MS] [--hang]    wait so long, or until the rule is taken back; without --errno the access then goes on
-      [--skip N] [--times N]   let N pass first; act N times only
-  mend [RULE]                  take back one rule, or all
-  faults                       print the rules
-
-  journal [--from N] [--follow] [--json]
-                               print what the program did
-  wait [--kind K] [--path P] [--data D] [--after N] [--timeout MS]
-                               print the first event (after number N) that fits; waits up to 10 s, or MS
-
-  program NAME                 print what a stand-in program does; with options, change it
-      [--status N] [--output TEXT] [--run PROGRAM] [--power restart|off|none]
-  plug THING, unplug THING, act VERB THING
-                               do something to the board
-  actions                      print what can be done
-
-  terminals                    print the running terminals
-  hello                        print what a terminal says of itself
-  stop                         end the program
-  json LINE                    send a line of the protocol, print the answer
-
-Exit status: 0; 1 the terminal refused; 124 nothing came in time; 125 the command is wrong or there is no terminal.
-)";
 }
 
 } // namespace kt::terminal

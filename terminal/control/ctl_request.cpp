@@ -1,6 +1,7 @@
 /** The commands of `ctl`, each a few lines from words to keys. */
 #include "terminal/control/ctl_request.h"
 
+#include "terminal/control/ctl_line_request.h"
 #include "terminal/protocol/bytes_json.h"
 
 #include <algorithm>
@@ -17,15 +18,6 @@ using word_list = std::vector<std::string>;
 bool contains(const word_list& list, const std::string& word)
 {
     return std::find(list.begin(), list.end(), word) != list.end();
-}
-
-long long whole_number(const std::string& what, const std::string& text)
-{
-    long long number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{} || end != text.data() + text.size() || number < 0)
-        throw usage_error(what + " must be a whole number, not \"" + text + "\"");
-    return number;
 }
 
 json about_path(const char* operation, const std::string& path)
@@ -117,6 +109,15 @@ json act_request(const std::string& verb, const std::string& thing)
 
 } // namespace
 
+long long whole_number(const std::string& what, const std::string& text)
+{
+    long long number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size() || number < 0)
+        throw usage_error(what + " must be a whole number, not \"" + text + "\"");
+    return number;
+}
+
 ctl_words::ctl_words(const word_list& words, const word_list& options, const word_list& flags)
 {
     bool only_operands = false;
@@ -192,7 +193,7 @@ json ctl_request(const std::string& command, const word_list& words)
         (void)ctl_words(words, {}, {}).operands(0, 0);
         return {{"op", command}};
     }
-    return nullptr;
+    return ctl_line_request(command, words);
 }
 
 } // namespace kt::terminal

@@ -14,6 +14,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** A whole number of at least 0; @p what is it called in the refusal. */
+long long whole_number(const std::string& what, const std::string& text);
+
 /** A command's words, options apart from operands. */
 class ctl_words {
 public:

@@ -38,6 +38,12 @@ std::int64_t number_of(const json& asked, const std::string& name, std::int64_t 
     return value->get<std::int64_t>();
 }
 
+std::chrono::steady_clock::time_point deadline_of(const json& asked)
+{
+    return std::chrono::steady_clock::now() +
+           std::chrono::milliseconds(number_of(asked, "timeout_ms", 10'000, longest_ms));
+}
+
 bool flag_of(const json& asked, const std::string& name)
 {
     const auto value = asked.find(name);
@@ -68,6 +74,13 @@ std::string permissions_text(std::uint32_t mode)
     char text[8];
     std::snprintf(text, sizeof text, "%04o", mode & 07777);
     return text;
+}
+
+std::string accepted(const json& besides)
+{
+    json answer = {{"ok", true}};
+    answer.update(besides);
+    return answer.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
 } // namespace kt::terminal

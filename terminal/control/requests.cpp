@@ -2,7 +2,6 @@
 #include "terminal/control/requests.h"
 
 #include "terminal/control/request_values.h"
-#include "terminal/model/errno_names.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
 
@@ -17,12 +16,9 @@ namespace kt::terminal {
 namespace {
 
 using json = nlohmann::ordered_json;
-using namespace std::chrono_literals;
 
 constexpr int protocol = 1;
-constexpr std::int64_t longest_ms = std::int64_t{1000} * 3600 * 24 * 365;
 constexpr std::int64_t most_exact = std::int64_t{1} << 53; // what JSON numbers hold exactly
-constexpr std::int64_t many = 1'000'000'000;
 
 std::string kind_text(attribute_kind kind)
 {
@@ -43,11 +39,12 @@ std::string refused(const std::string& reason)
 
 } // namespace
 
-/** One operation: its name, its member function, and the keys that it takes besides "op". */
+/** One operation: its name, what carries it out at once or parks it, and the keys that it takes besides "op". */
 struct requests::operation {
     std::string_view name;
-    json (requests::*act)(const json&);
-    std::array<std::string_view, 7> keys;
+    std::string (*act)(requests&, const json&);
+    parked_request (*park)(requests&, const json&);
+    std::array<std::string_view, 11> keys;
 
     bool takes(std::string_view key) const
     {
@@ -59,31 +56,71 @@ struct requests::operation {
         }
         return !key.empty() && std::find(keys.begin(), keys.end(), key) != keys.end();
     }
+
+    /** An operation of the requests themselves, of those about lines, or of those about failure rules. */
+    template <json (requests::*Member)(const json&)>
+    static std::string own(requests& all, const json& asked)
+    {
+        return accepted((all.*Member)(asked));
+    }
+    template <json (line_requests::*Member)(const json&)>
+    static std::string lines(requests& all, const json& asked)
+    {
+        return accepted((all.lines_.*Member)(asked));
+    }
+
+    template <json (fault_requests::*Member)(const json&)>
+    static std::string rules(requests& all, const json& asked)
+    {
+        return accepted((all.rules_.*Member)(asked));
+    }
+
+    static parked_request wait(requests& all, const json& asked) { return all.wait(asked); }
+    static parked_request expect(requests& all, const json& asked) { return all.lines_.expect(asked); }
 };
 
 const requests::operation requests::operations[] = {
-    {"hello", &requests::hello, {}},
-    {"get", &requests::get, {"path"}},
-    {"set", &requests::set, {"path", "text", "mode", "kind"}},
-    {"remove", &requests::remove, {"path"}},
-    {"list", &requests::list, {"path"}},
-    {"fail", &requests::fail, {"path", "on", "error", "delay_ms", "hang", "skip", "times"}},
-    {"mend", &requests::mend, {"rule"}},
-    {"faults", &requests::faults, {}},
-    {"journal", &requests::events, {"from", "most"}},
-    {"wait", nullptr, {"after", "timeout_ms", "kind", "path", "data"}},
-    {"program", &requests::program, {"name", "status", "output", "run", "power"}},
-    {"act", &requests::act, {"verb", "thing"}},
-    {"actions", &requests::actions, {}},
-    {"stop", &requests::stop, {}},
+    {"hello", operation::own<&requests::hello>, nullptr, {}},
+    {"get", operation::own<&requests::get>, nullptr, {"path"}},
+    {"set", operation::own<&requests::set>, nullptr, {"path", "text", "mode", "kind"}},
+    {"remove", operation::own<&requests::remove>, nullptr, {"path"}},
+    {"list", operation::own<&requests::list>, nullptr, {"path"}},
+    {"fail",
+     operation::rules<&fault_requests::fail>,
+     nullptr,
+     {"path", "on", "error", "delay_ms", "hang", "skip", "times"}},
+    {"mend", operation::rules<&fault_requests::mend>, nullptr, {"rule"}},
+    {"faults", operation::rules<&fault_requests::faults>, nullptr, {}},
+    {"journal", operation::own<&requests::events>, nullptr, {"from", "most"}},
+    {"wait", nullptr, operation::wait, {"after", "timeout_ms", "kind", "path", "data"}},
+    {"program", operation::own<&requests::program>, nullptr, {"name", "status", "output", "run", "power"}},
+    {"act", operation::own<&requests::act>, nullptr, {"verb", "thing"}},
+    {"actions", operation::own<&requests::actions>, nullptr, {}},
+    {"port", operation::lines<&line_requests::port>, nullptr, {"path", "speed", "data_bits", "parity", "stop_bits"}},
+    {"send", operation::lines<&line_requests::send>, nullptr, {"path", "data", "error", "break"}},
+    {"expect", nullptr, operation::expect, {"path", "data", "timeout_ms"}},
+    {"line",
+     operation::lines<&line_requests::line>,
+     nullptr,
+     {"path", "cts", "dsr", "cd", "ri", "hold", "speed", "data_bits", "parity", "stop_bits", "follow"}},
+    {"hang_up", operation::lines<&line_requests::hang_up>, nullptr, {"path"}},
+    {"bridge", operation::lines<&line_requests::bridge>, nullptr, {"path", "to", "tcp_port"}},
+    {"modem", operation::own<&requests::modem>, nullptr, {"path", "set", "do", "port"}},
+    {"stop", operation::own<&requests::stop>, nullptr, {}},
 };
 
-requests::requests(board& asked, const profile& actions, terminal_identity identity, std::function<void()> stop)
-    : board_(asked), profile_(actions), identity_(std::move(identity)), stop_(std::move(stop))
+requests::requests(board& asked, const profile& actions, terminal_identity identity, std::function<void()> stop,
+                   std::function<void()> try_again)
+    : board_(asked),
+      profile_(actions),
+      identity_(std::move(identity)),
+      stop_(std::move(stop)),
+      rules_(asked),
+      lines_(asked, std::move(try_again))
 {
 }
 
-std::variant<std::string, parked_wait> requests::answer(std::string_view line)
+std::variant<std::string, parked_request> requests::answer(std::string_view line)
 {
     try {
         const json asked = json::parse(line);
@@ -97,12 +134,9 @@ std::variant<std::string, parked_wait> requests::answer(std::string_view line)
         for (const auto& [key, value] : asked.items())
             if (key != "op" && !known->takes(key))
                 throw refusal("\"" + name + "\" takes no \"" + key + "\"");
-        if (known->act != nullptr) {
-            json answer = {{"ok", true}};
-            answer.update((this->*known->act)(asked));
-            return answer.dump(-1, ' ', false, json::error_handler_t::replace);
-        }
-        parked_wait waiting = wait(asked);
+        if (known->act != nullptr)
+            return known->act(*this, asked);
+        parked_request waiting = known->park(*this, asked);
         if (auto over = again(waiting))
             return *over;
         return waiting;
@@ -113,14 +147,9 @@ std::variant<std::string, parked_wait> requests::answer(std::string_view line)
     }
 }
 
-std::optional<std::string> requests::again(parked_wait& waiting)
+std::optional<std::string> requests::again(const parked_request& waiting)
 {
-    const bool late = std::chrono::steady_clock::now() >= waiting.deadline; // asked first: what came in time counts
-    const auto found = board_.events().find(waiting.after, waiting.fits);
-    if (!found && !late)
-        return std::nullopt;
-    const json answer = {{"ok", true}, {"event", found ? json_of(*found) : json(nullptr)}};
-    return answer.dump();
+    return waiting.again(std::chrono::steady_clock::now() >= waiting.deadline);
 }
 
 json requests::hello(const json&)
@@ -141,7 +170,8 @@ json requests::get(const json& asked)
         put_bytes(answer, "text", *bytes);
         answer["kind"] = "file";
     } else {
-        throw refusal(path + (board_.list(path) ? " is a folder" : " does not exist"));
+        const bool stands = board_.find(path) != nullptr;
+        throw refusal(path + (board_.list(path) ? " is a folder" : stands ? " is a device" : " does not exist"));
     }
     return answer;
 }
@@ -182,6 +212,7 @@ json requests::remove(const json& asked)
     const std::string path = path_of(asked);
     if (!board_.remove(path))
         throw refusal(path + " does not exist, or cannot be removed");
+    lines_.end_left_bridges();
     return json::object();
 }
 
@@ -192,69 +223,6 @@ json requests::list(const json& asked)
     if (!names)
         throw refusal(path + " is no folder");
     return {{"names", *names}};
-}
-
-json requests::fail(const json& asked)
-{
-    fault rule;
-    rule.path = text_of(asked, "path"); // or a stand-in's name
-    const std::string on = optional_text(asked, "on").value_or("open");
-    const auto kind = access_named(on);
-    if (!kind)
-        throw refusal("\"on\": \"" + on + "\" is no access");
-    rule.on = *kind;
-    if (const auto name = optional_text(asked, "error")) {
-        const auto error = errno_number(*name);
-        if (!error)
-            throw refusal("\"error\": \"" + *name + "\" is no name of an errno");
-        rule.error = *error;
-    }
-    rule.delay = std::chrono::milliseconds(number_of(asked, "delay_ms", 0, longest_ms));
-    rule.hang = flag_of(asked, "hang");
-    rule.skip = static_cast<int>(number_of(asked, "skip", 0, many));
-    rule.times = static_cast<int>(number_of(asked, "times", 0, many));
-    if (rule.error == 0 && rule.delay == 0ms && !rule.hang)
-        throw refusal("the rule does nothing: give \"error\", \"delay_ms\" or \"hang\"");
-    const int number = board_.failures().add(rule);
-    rules_.emplace(number, std::move(rule));
-    return {{"rule", number}};
-}
-
-json requests::mend(const json& asked)
-{
-    if (!asked.contains("rule")) {
-        board_.failures().clear();
-        rules_.clear();
-        return json::object();
-    }
-    const auto number = static_cast<int>(number_of(asked, "rule", 0, many));
-    if (!board_.failures().remove(number))
-        throw refusal("there is no rule " + std::to_string(number));
-    rules_.erase(number);
-    return json::object();
-}
-
-json requests::faults(const json&)
-{
-    json list = json::array();
-    std::erase_if(rules_, [&](const auto& each) { return !board_.failures().stands(each.first); });
-    for (const auto& [number, rule] : rules_) {
-        json entry = {{"rule", number}};
-        put_bytes(entry, "path", rule.path);
-        entry["on"] = name_of(rule.on);
-        if (rule.error != 0)
-            entry["error"] = errno_name(rule.error);
-        if (rule.delay != 0ms)
-            entry["delay_ms"] = rule.delay.count();
-        if (rule.hang)
-            entry["hang"] = true;
-        if (rule.skip != 0)
-            entry["skip"] = rule.skip;
-        if (rule.times != 0)
-            entry["times"] = rule.times;
-        list.push_back(std::move(entry));
-    }
-    return {{"faults", std::move(list)}};
 }
 
 json requests::events(const json& asked)
@@ -292,8 +260,10 @@ json requests::act(const json& asked)
 {
     const std::string verb = text_of(asked, "verb");
     const std::string thing = text_of(asked, "thing");
-    if (profile_.act(board_, verb, thing))
+    if (profile_.act(board_, verb, thing)) {
+        lines_.end_left_bridges();
         return json::object();
+    }
     std::string known;
     for (const auto& [each_verb, each_thing] : profile_.actions())
         known += (known.empty() ? "" : ", ") + joined(each_verb, each_thing);
@@ -314,20 +284,25 @@ json requests::stop(const json&)
     return json::object();
 }
 
-parked_wait requests::wait(const json& asked)
+parked_request requests::wait(const json& asked)
 {
-    parked_wait waiting;
-    waiting.after = static_cast<std::uint64_t>(number_of(asked, "after", 0, most_exact));
-    waiting.deadline = std::chrono::steady_clock::now() +
-                       std::chrono::milliseconds(number_of(asked, "timeout_ms", 10'000, longest_ms));
     const std::string kind = optional_text(asked, "kind").value_or("");
     const std::string path = optional_text(asked, "path").value_or("");
     const auto data = optional_text(asked, "data");
-    waiting.fits = [=](const event& happened) {
+    const auto fits = [=](const event& happened) {
         return (kind.empty() || kind == happened.kind) &&
                (path.empty() || path == happened.path ||
                 fnmatch(path.c_str(), happened.path.c_str(), FNM_PATHNAME) == 0) &&
                (!data || *data == happened.data);
+    };
+    auto after = static_cast<std::uint64_t>(number_of(asked, "after", 0, most_exact));
+    parked_request waiting;
+    waiting.deadline = deadline_of(asked);
+    waiting.again = [this, fits, after](bool late) mutable -> std::optional<std::string> {
+        const auto found = board_.events().find(after, fits);
+        if (!found && !late) // what came in time counts
+            return std::nullopt;
+        return accepted({{"event", found ? json_of(*found) : json(nullptr)}});
     };
     return waiting;
 }

@@ -1,12 +1,13 @@
 /** What the control socket can be asked: one JSON object to its answer, whatever brought it. */
 #pragma once
 
+#include "terminal/control/fault_requests.h"
+#include "terminal/control/line_requests.h"
+#include "terminal/control/parked_request.h"
 #include "terminal/model/board.h"
 #include "terminal/model/profile.h"
 
-#include <chrono>
 #include <functional>
-#include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
@@ -20,24 +21,24 @@ struct terminal_identity {
     std::string version;
 };
 
-/** A request that is answered when an event fits, or when its time is up. */
-struct parked_wait {
-    std::uint64_t after = 0; /**< The last event that was looked at. */
-    journal::match fits;
-    std::chrono::steady_clock::time_point deadline;
-};
-
 /** Threads: one at a time. */
 class requests {
 public:
-    /** @p stop ends the program; it is called from within answer(). */
-    requests(board& asked, const profile& actions, terminal_identity identity, std::function<void()> stop);
+    /**
+     * @p stop ends the program; it is called from within answer(). @p try_again has the parked requests asked again; it
+     * may be called from any thread, and after this object.
+     */
+    requests(board& asked, const profile& actions, terminal_identity identity, std::function<void()> stop,
+             std::function<void()> try_again);
 
-    /** The answer to a line (both without line feed), or a wait that is not over yet. */
-    std::variant<std::string, parked_wait> answer(std::string_view line);
+    /** The answer to a line (both without line feed), or a request that waits. */
+    std::variant<std::string, parked_request> answer(std::string_view line);
 
-    /** Tries a parked wait again: the answer, when there is one now. */
-    std::optional<std::string> again(parked_wait& waiting);
+    /** Asks a parked request again: the answer, when there is one now. */
+    static std::optional<std::string> again(const parked_request& waiting);
+
+    /** Ends what leads out of the terminal. */
+    void end_bridges() { lines_.end_bridges(); }
 
 private:
     using json = nlohmann::ordered_json;
@@ -47,15 +48,13 @@ private:
     json set(const json& asked);
     json remove(const json& asked);
     json list(const json& asked);
-    json fail(const json& asked);
-    json mend(const json& asked);
-    json faults(const json& asked);
     json events(const json& asked);
     json program(const json& asked);
     json act(const json& asked);
     json actions(const json& asked);
     json stop(const json& asked);
-    parked_wait wait(const json& asked);
+    json modem(const json& asked); // modem_requests.cpp
+    parked_request wait(const json& asked);
 
     struct operation;
     static const operation operations[];
@@ -64,7 +63,8 @@ private:
     const profile& profile_;
     const terminal_identity identity_;
     const std::function<void()> stop_;
-    std::map<int, fault> rules_; // those that were asked for here, for "faults"
+    fault_requests rules_;
+    line_requests lines_;
 };
 
 } // namespace kt::terminal
