@@ -12,11 +12,11 @@ bool concerns_the_board(const event& happened)
 {
     if (happened.path.empty() || happened.path.front() != '/')
         return true;
-    for (const std::string_view place : {"/sys/devices/system/", "/dev/null", "/dev/tty", "/proc/sys/vm/overcommit"}) {
+    for (const std::string_view place : {"/sys/devices/system/", "/proc/sys/vm/overcommit"}) {
         if (happened.path.starts_with(place))
             return false;
     }
-    return true;
+    return happened.path != "/dev/null" && happened.path != "/dev/tty";
 }
 
 std::string line_of(const event& happened)

@@ -1,4 +1,5 @@
 /** `kt-terminal ctl`: its words, how it finds the terminal, what it prints. */
+#include "port_program.h"
 #include "served_board.h"
 #include "terminal/control/ctl.h"
 #include "terminal/control/ctl_request.h"
@@ -53,6 +54,45 @@ TEST(CtlRequest, TurnsWordsIntoRequests)
     EXPECT_EQ(request("act", {"tap", "card"}), R"({"op":"act","verb":"tap","thing":"card"})");
     EXPECT_EQ(request("stop", {}), R"({"op":"stop"})");
     EXPECT_EQ(request("frob", {}), "null");
+}
+
+TEST(CtlRequest, TurnsWordsAboutLinesIntoRequests)
+{
+    EXPECT_EQ(request("port", {"/dev/a"}), R"({"op":"port","path":"/dev/a"})");
+    EXPECT_EQ(request("port", {"/dev/a", "speed=9600", "parity=E"}),
+              R"({"op":"port","path":"/dev/a","speed":9600,"parity":"E"})");
+    EXPECT_EQ(request("send", {"/dev/a", R"(AT\r\n\t\\)"}), R"({"op":"send","path":"/dev/a","data":"AT\r\n\t\\"})");
+    EXPECT_EQ(request("send", {"/dev/a", R"(\xfe\x00A)"}), R"({"op":"send","path":"/dev/a","data_hex":"fe0041"})");
+    EXPECT_EQ(request("send", {"/dev/a", "x", "--error", "parity"}),
+              R"({"op":"send","path":"/dev/a","data":"x","error":"parity"})");
+    EXPECT_EQ(request("send", {"/dev/a", "--break"}), R"({"op":"send","path":"/dev/a","break":true})");
+    EXPECT_EQ(request("expect", {"/dev/a"}), R"({"op":"expect","path":"/dev/a"})");
+    EXPECT_EQ(request("expect", {"/dev/a", R"(OK\x0D)", "500"}),
+              R"({"op":"expect","path":"/dev/a","data":"OK\r","timeout_ms":500})");
+    EXPECT_EQ(request("line", {"/dev/a", "cts=off", "hold=on", "data_bits=7", "stop_bits=2", "speed=1200"}),
+              R"({"op":"line","path":"/dev/a","cts":false,"hold":true,"data_bits":7,"stop_bits":2,"speed":1200})");
+    EXPECT_EQ(request("hang-up", {"/dev/a"}), R"({"op":"hang_up","path":"/dev/a"})");
+    EXPECT_EQ(request("bridge", {"/dev/a", "pty"}), R"({"op":"bridge","path":"/dev/a","to":"pty"})");
+    EXPECT_EQ(request("bridge", {"/dev/a", "tcp"}), R"({"op":"bridge","path":"/dev/a","to":"tcp"})");
+    EXPECT_EQ(request("bridge", {"/dev/a", "tcp:5000"}),
+              R"({"op":"bridge","path":"/dev/a","to":"tcp","tcp_port":5000})");
+}
+
+TEST(CtlRequest, RefusesOtherWordsAboutLines)
+{
+    for (const char* text : {R"(\)", R"(\q)", R"(\x)", R"(\x1)", R"(\xg0)", R"(\x1g)"})
+        EXPECT_EQ(refusal("send", {"/dev/a", text}), R"(behind a backslash stands r, n, t, xHH or a backslash)")
+            << text;
+    EXPECT_EQ(refusal("send", {"/dev/a"}), "a word is missing");
+    EXPECT_EQ(refusal("send", {"/dev/a", "x", "--break"}), "\"x\" is a word too many");
+    EXPECT_EQ(refusal("expect", {"/dev/a", "x", "soon"}), "MS must be a whole number, not \"soon\"");
+    EXPECT_EQ(refusal("line", {"/dev/a", "cts"}), "\"cts\" should be NAME=VALUE");
+    EXPECT_EQ(refusal("line", {"/dev/a", "path=/dev/b"}), "\"path=/dev/b\" should be NAME=VALUE");
+    EXPECT_EQ(refusal("line", {"/dev/a", "cts=1"}), "cts is on or off, not \"1\"");
+    EXPECT_EQ(refusal("line", {"/dev/a", "speed=-1"}), "speed must be a whole number, not \"-1\"");
+    EXPECT_EQ(refusal("bridge", {"/dev/a"}), "a word is missing");
+    EXPECT_EQ(refusal("bridge", {"/dev/a", "tcp:"}), "the TCP port must be a whole number, not \"\"");
+    EXPECT_EQ(refusal("hang-up", {"/dev/a", "now"}), "\"now\" is a word too many");
 }
 
 TEST(CtlRequest, RefusesOtherWords)
@@ -188,6 +228,40 @@ TEST_F(ctl_command, PrintsWhatWasAskedFor)
     EXPECT_EQ(error, "kt-terminal: ctl: /sys/none does not exist\n");
     EXPECT_EQ(run({"stop"}), 0);
     EXPECT_TRUE(one.stopped);
+}
+
+TEST_F(ctl_command, SpeaksToTheOtherEndOfALine)
+{
+    served_board one(place("one"), "one");
+    EXPECT_EQ(run({"port", "/dev/ttyUSB7"}), 0);
+    EXPECT_EQ(out, "");
+    port_program program(one.board, "/dev/ttyUSB7");
+    program.be_raw();
+    EXPECT_EQ(run({"send", "/dev/ttyUSB7", R"(\xfeA)"}), 0);
+    EXPECT_EQ(program.read(2), "\xfe"
+                               "A");
+    program.write("one two");
+    EXPECT_EQ(run({"expect", "/dev/ttyUSB7", "two"}), 0);
+    EXPECT_EQ(out, "one ");
+    program.write("three");
+    EXPECT_EQ(run({"expect", "/dev/ttyUSB7", "four", "10"}), 124);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(run({"expect", "/dev/ttyUSB7"}), 0);
+    EXPECT_EQ(out, "three");
+    EXPECT_EQ(run({"line", "/dev/ttyUSB7", "ri=on", "speed=1200"}), 0);
+    EXPECT_THAT(out, HasSubstr("\nri on\nfar speed=1200 data_bits="));
+    EXPECT_EQ(run({"line", "/dev/ttyUSB7", "follow=on"}), 0);
+    EXPECT_THAT(out, HasSubstr("\nfar follows\nwaiting 0\nunsent 0\nopen on\n"));
+    EXPECT_EQ(run({"bridge", "/dev/ttyUSB7", "pty"}), 0);
+    EXPECT_THAT(out, testing::MatchesRegex("/dev/pts/[0-9]+\n"));
+    EXPECT_EQ(run({"bridge", "/dev/ttyUSB7", "tcp"}), 0);
+    EXPECT_THAT(out, testing::MatchesRegex("[0-9]+\n"));
+    EXPECT_EQ(run({"bridge", "/dev/ttyUSB7", "none"}), 0);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(run({"hang-up", "/dev/ttyUSB7"}), 0);
+    EXPECT_EQ(program.start_write("x").get().error, EIO);
+    EXPECT_EQ(run({"line", "/dev/none"}), 1);
+    EXPECT_EQ(error, "kt-terminal: ctl: /dev/none does not exist\n");
 }
 
 TEST_F(ctl_command, PrintsTheJournal)

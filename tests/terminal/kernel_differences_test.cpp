@@ -6,9 +6,13 @@
 #include <csignal>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -150,6 +154,17 @@ TEST(KernelDifferences, WaitingBytesAreCountedFromTheFilesSize)
     int count = -1;
     EXPECT_EQ(ioctl(file.fd(), FIONREAD, &count), 0);
     EXPECT_EQ(count, 4096);
+}
+
+TEST(KernelDifferences, NoProgramCanReceiveAnothersSystemCalls)
+{
+    sock_filter let_all_through = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW);
+    const sock_fprog filter{1, &let_all_through};
+    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    EXPECT_EQ(error_of(static_cast<int>(
+                  syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &filter))),
+              EBUSY);
+    EXPECT_EQ(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &filter), 0) << "other filters are allowed";
 }
 
 TEST(KernelDifferences, AttributesAreAlwaysReadyAndNeverTellOfAChange)

@@ -1,4 +1,5 @@
 /** Board files: those that come with the terminal, and what is refused in one's own. */
+#include "equipped_board.h"
 #include "terminal/model/profile.h"
 
 #include <fcntl.h>
@@ -61,7 +62,7 @@ class each_board : public testing::TestWithParam<version_row> {};
 
 TEST_P(each_board, HasItsVersionAndChip)
 {
-    board shown;
+    equipped_board shown;
     const profile chosen = profile::load(GetParam().name, boards);
     chosen.apply(shown);
     EXPECT_EQ(chosen.name(), GetParam().name);
@@ -91,7 +92,7 @@ TEST(Profile, ListsTheBoardsByNumber)
 
 TEST(Profile, ABoardLacksWhatItsFileTakesAway)
 {
-    board shown;
+    equipped_board shown;
     profile::load("50", boards).apply(shown);
     EXPECT_FALSE(shown.list("/sys/class/power_supply/kt_bat"));
     EXPECT_TRUE(shown.list("/sys/class/power_supply/mains"));
@@ -101,7 +102,7 @@ TEST(Profile, ABoardLacksWhatItsFileTakesAway)
 
 TEST(Profile, ActionsChangeTheBoardAndBack)
 {
-    board shown;
+    equipped_board shown;
     const profile chosen = profile::load("500", boards);
     chosen.apply(shown);
     EXPECT_TRUE(chosen.act(shown, "plug", "dock"));
@@ -130,7 +131,7 @@ TEST_F(profile_file, IsLaidOverTheOneThatItIsLike)
         "folders": ["/sys/empty"],
         "programs": { "beep": { "status": 3, "output": "beep\n" } }
     })");
-    board shown;
+    equipped_board shown;
     const profile chosen = profile::load(mine, boards);
     chosen.apply(shown);
 
@@ -154,7 +155,7 @@ TEST_F(profile_file, AFolderCanBeTakenAwayAndFilledAnew)
     const std::string mine = write("mine.json", R"({ "like": "500",
         "attributes": { "/sys/class/power_supply/kt_bat/": null },
         "read_only": { "/sys/class/power_supply/kt_bat/": { "status": "Full\n" } } })");
-    board shown;
+    equipped_board shown;
     profile::load(mine, boards).apply(shown);
     EXPECT_THAT(*shown.list("/sys/class/power_supply/kt_bat"), ElementsAre("status"));
 }
@@ -201,6 +202,101 @@ TEST_F(profile_file, IsRefusedWithFileAndPlace)
                 HasSubstr("4096"));
 }
 
+struct port_row {
+    const char* name;
+    std::vector<std::string> ports;
+};
+
+class each_boards_ports : public testing::TestWithParam<port_row> {};
+
+TEST_P(each_boards_ports, AreThere)
+{
+    equipped_board shown;
+    profile::load(GetParam().name, boards).apply(shown);
+    std::vector<std::string> ports;
+    for (const char* path :
+         {"/dev/sp_uart0", "/dev/ttyACM0", "/dev/ttyGS0", "/dev/ttyS4", "/dev/ttyS5", "/dev/ttyUSB0", "/dev/ttyUSB1"})
+        if (line_at(shown, path) != nullptr)
+            ports.emplace_back(path);
+    EXPECT_EQ(ports, GetParam().ports);
+}
+
+const std::vector<std::string> usual = {"/dev/sp_uart0", "/dev/ttyGS0", "/dev/ttyS4", "/dev/ttyS5"};
+
+INSTANTIATE_TEST_SUITE_P(Boards, each_boards_ports,
+                         testing::Values(port_row{"50", usual}, port_row{"80", usual}, port_row{"90", usual},
+                                         port_row{"100", usual}, port_row{"200", usual},
+                                         port_row{"300", {"/dev/sp_uart0", "/dev/ttyGS0", "/dev/ttyS5"}},
+                                         port_row{"500", usual}, port_row{"501", usual}),
+                         [](const auto& row) { return std::string("Version") + row.param.name; });
+
+TEST(Profile, ActionsPlugPortsInAndOut)
+{
+    equipped_board shown;
+    const profile chosen = profile::load("500", boards);
+    chosen.apply(shown);
+    EXPECT_TRUE(chosen.act(shown, "plug", "dock"));
+    const auto first = line_at(shown, "/dev/ttyUSB0");
+    EXPECT_NE(first, nullptr);
+    EXPECT_NE(line_at(shown, "/dev/ttyUSB1"), nullptr);
+    EXPECT_TRUE(chosen.act(shown, "plug", "usb-serial"));
+    EXPECT_EQ(line_at(shown, "/dev/ttyUSB0"), first); // in already
+    EXPECT_TRUE(chosen.act(shown, "unplug", "dock"));
+    EXPECT_EQ(shown.find("/dev/ttyUSB0"), nullptr);
+    EXPECT_EQ(shown.find("/dev/ttyUSB1"), nullptr);
+    EXPECT_TRUE(chosen.act(shown, "plug", "usb-serial"));
+    EXPECT_TRUE(chosen.act(shown, "plug", "usb-acm"));
+    EXPECT_NE(line_at(shown, "/dev/ttyACM0"), nullptr);
+    EXPECT_TRUE(chosen.act(shown, "unplug", "usb-acm"));
+    EXPECT_EQ(shown.find("/dev/ttyACM0"), nullptr);
+    EXPECT_NE(line_at(shown, "/dev/ttyUSB0"), nullptr);
+}
+
+TEST_F(profile_file, DevicesAreMadeByTheirKind)
+{
+    write("base.json", R"({ "devices": { "/dev/a": { "kind": "port" }, "/dev/b": { "kind": "port" } } })");
+    const std::string mine = write("mine.json", R"({ "like": "./base.json", "devices": {
+        "/dev/a": null, "/dev/c": { "kind": "port", "speed": 115200, "data_bits": 7, "parity": "E", "stop_bits": 2 } } })");
+    equipped_board shown;
+    profile::load(mine, boards).apply(shown);
+    EXPECT_EQ(shown.find("/dev/a"), nullptr);
+    ASSERT_NE(line_at(shown, "/dev/b"), nullptr);
+    EXPECT_EQ(line_at(shown, "/dev/b")->far_framing(), std::nullopt);
+    ASSERT_NE(line_at(shown, "/dev/c"), nullptr);
+    EXPECT_EQ(line_at(shown, "/dev/c")->far_framing(),
+              (framing{.speed = 115200, .data_bits = 7, .parity = 'E', .stop_bits = 2}));
+}
+
+/** The message with which a board refuses a file of this text, from the file's name on. */
+std::string board_refusal(const std::string& file)
+{
+    equipped_board shown;
+    try {
+        profile::load(file, boards).apply(shown);
+    } catch (const profile_error& error) {
+        const std::string what = error.what();
+        return what.substr(what.find("mine.json"));
+    }
+    return "accepted";
+}
+
+TEST_F(profile_file, DevicesThatCannotBeMadeAreRefusedWithFileAndPlace)
+{
+    EXPECT_EQ(refusal(R"({ "devices": { "/sys/a": { "kind": "port" } } })"),
+              "mine.json: devices: /sys/a: must lie below /dev");
+    EXPECT_EQ(refusal(R"({ "devices": { "/dev/a": "port" } })"), "mine.json: devices: /dev/a: must be an object { … }");
+    EXPECT_EQ(refusal(R"({ "devices": { "/dev/a": { "speed": 9600 } } })"),
+              "mine.json: devices: /dev/a: \"kind\" is missing");
+    EXPECT_EQ(refusal(R"({ "actions": { "plug": { "x": { "devices": { "/dev/a": { "kind": 1 } } } } } })"),
+              "mine.json: actions: plug: x: devices: /dev/a: kind: must be a text");
+    EXPECT_EQ(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "toaster" } } })")),
+              "mine.json: devices: /dev/a: kind: there is no \"toaster\"");
+    EXPECT_THAT(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "port", "speed": "x" } } })")),
+                HasSubstr("mine.json: devices: /dev/a: "));
+    EXPECT_THAT(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "port", "sped": 1 } } })")),
+                HasSubstr("mine.json: devices: /dev/a: "));
+}
+
 TEST_F(profile_file, ThatIsNotThereIsRefused)
 {
     EXPECT_THROW(profile::load("7", boards), profile_error);
@@ -213,7 +309,7 @@ TEST_F(profile_file, WhatAKeptFolderHasStays)
                                                      "scripts": ["/kt/root/go.sh"] })");
     const profile chosen = profile::load(mine, boards);
     for (int start = 0; start < 2; ++start) {
-        board shown;
+        equipped_board shown;
         ASSERT_TRUE(shown.keep_state_in(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
         if (start == 0) {
             ASSERT_TRUE(shown.put_file("/mnt/data/a.ini", "old", 0600));
@@ -227,7 +323,7 @@ TEST_F(profile_file, WhatAKeptFolderHasStays)
 
 TEST_F(profile_file, APlaceThatIsTakenIsRefused)
 {
-    board shown;
+    equipped_board shown;
     shown.put_directory("/sys/x/a");
     const std::string mine = write("mine.json", R"({ "attributes": { "/sys/x/": { "a": 1 } } })");
     EXPECT_THROW(profile::load(mine, boards).apply(shown), profile_error);

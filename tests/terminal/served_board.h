@@ -1,6 +1,7 @@
 /** A board with its control server, as a terminal has them, but without a program. */
 #pragma once
 
+#include "equipped_board.h"
 #include "terminal/control/control_server.h"
 #include "terminal/control/socket_folder.h"
 
@@ -40,7 +41,7 @@ public:
         server.start();
     }
 
-    kt::terminal::board board;
+    equipped_board board;
     kt::terminal::profile profile;
     std::atomic<bool> stopped = false;
 

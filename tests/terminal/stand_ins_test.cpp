@@ -151,11 +151,11 @@ TEST(StandIns, ARebootCanBeOnlyRecorded)
 TEST(StandIns, TheBoardsScriptsAreRecordedWhereTheyLie)
 {
     virtual_terminal board;
-    board.program("kt-ppp-kill", 9, "killed\n");
+    board.program("flash_logo.sh", 9, "shown\n");
     board.forget();
-    EXPECT_EQ(output_of("/kt/ppp/kt-ppp-kill now"), "killed\n");
+    EXPECT_EQ(output_of("/kt/root/flash_logo.sh now"), "shown\n");
     const std::vector<event> programs = board.events_of({"program"});
     ASSERT_EQ(programs.size(), 1U);
-    EXPECT_EQ(programs[0].path, "kt-ppp-kill");
-    EXPECT_THAT(programs[0].arguments, ElementsAre("/kt/ppp/kt-ppp-kill", "now"));
+    EXPECT_EQ(programs[0].path, "flash_logo.sh");
+    EXPECT_THAT(programs[0].arguments, ElementsAre("/kt/root/flash_logo.sh", "now"));
 }
