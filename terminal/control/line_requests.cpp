@@ -184,7 +184,9 @@ json line_requests::line(const json& asked)
     const bool frames = gives_framing(asked);
     if (follows && frames)
         throw refusal("\"follow\" goes without a framing");
-    const framing wanted = framing_of(asked, wire->far_framing().value_or(wire->near_framing()));
+    framing wanted; // only looked at when it is given: a terminal that hung up has speed 0, which no other end has
+    if (frames)
+        wanted = framing_of(asked, wire->far_framing().value_or(wire->near_framing()));
     const bool held = flag_of(asked, "hold");
 
     // Nothing is refused from here on.
