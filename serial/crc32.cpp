@@ -13,7 +13,7 @@ namespace {
 kt::crc32_way choose;
 
 /** The fastest way that this processor has; the first call finds it out. */
-std::atomic<kt::crc32_way*> way{choose};
+constinit std::atomic<kt::crc32_way*> way{choose};
 
 std::uint32_t choose(const std::uint8_t* data, unsigned length)
 {

@@ -28,7 +28,7 @@ constexpr unsigned round = 4 * block;
 constexpr unsigned wide_round = 4 * wide_block;
 
 /** What a half of a register is multiplied by so that it counts as much as "power" bits earlier in the data. */
-constexpr long long moved_by(unsigned power)
+consteval long long moved_by(unsigned power)
 {
     const std::uint64_t factor = std::uint64_t{power_of_x(power - 1)} << 32;
     return static_cast<long long>(factor);

@@ -171,7 +171,7 @@ void drive_dtr(int fd, bool raised)
 
 int kt_tty_control(int fd, int cmd, kt_tty_params* params)
 {
-    // Every edit goes to a copy, so that a refusal leaves the line exactly as it was.
+    // Every edit goes to a copy, so that a refused record leaves the line exactly as it was.
     termios line;
     if (tcgetattr(fd, &line) < 0) {
         const kt::errno_keeper keeper;

@@ -31,8 +31,8 @@ enum {
     PPPD_TASK_STARTED = 0, /**< pppd runs; nothing has been heard of the link yet. */
     PPPD_TASK_UP = 1,      /**< The link is up. */
     PPPD_TASK_DOWN = 2,    /**< The link is down or shutting down, pppd still runs. */
-    PPPD_TASK_IDLE = 3,    /**< No pppd; the link was not up, or went down before. */
-    PPPD_TASK_ENDED = 4    /**< No pppd; it ended while the link was up. */
+    PPPD_TASK_IDLE = 3,    /**< No pppd: none was started, or it is gone. */
+    PPPD_TASK_ENDED = 4    /**< No pppd: it is gone, and the newest word, read only when it was found gone, is "up". */
 };
 
 /** A session. */
@@ -126,7 +126,8 @@ KT_API int pppd_task_kill(pppd_task *task);
 /**
  * @brief Hang up, wait until pppd has gone, and free the session. Prints "#hal pppd_task_exit #" at the end.
  *
- * Polls every 2 s, printing as pppd_task_poll() does; there is no upper bound. The files and the pipe's name stay.
+ * Polls every 2 s, printing as pppd_task_poll() does; there is no upper bound. A poll that fails ends the wait too:
+ * pppd may then still run. The files and the pipe's name stay.
  *
  * @return 0.
  */

@@ -138,6 +138,8 @@ void line_bridge::run()
                 end_.channel =
                     descriptor(accept4(end_.listening.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
                 outlet_->take(static_cast<bool>(end_.channel));
+                if (!end_.channel) // no descriptor is left: asking again at once would not help
+                    (void)poll(nullptr, 0, room_check_ms);
             }
             continue;
         }

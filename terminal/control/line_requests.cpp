@@ -235,8 +235,12 @@ json line_requests::bridge(const json& asked)
         bridges_.erase(path);
         return json::object();
     }
+    // The old one goes once the new end is there; but it must leave its TCP port first when that is asked for again.
+    const auto old = bridges_.find(path);
+    if (old != bridges_.end() && asked.contains("tcp_port") && asked["tcp_port"] == old->second.bridge->tcp_port())
+        bridges_.erase(old);
     bridge_end end = bridge_end_of(asked);
-    bridges_.erase(path); // the new end is there: the old one may go
+    bridges_.erase(path);
     bridged made{recorded, std::make_unique<line_bridge>(recorded->wire(), recorded->other_end(), std::move(end))};
     json answer = json::object();
     if (made.bridge->tcp_port() != 0)

@@ -59,6 +59,16 @@ std::string path_of(const json& asked)
     std::string path = text_of(asked, "path");
     if (!path.starts_with('/'))
         throw refusal("\"path\" must be absolute");
+    // What the kernel's own look-ups never ask for, and its listings cannot tell.
+    constexpr std::size_t longest_name = 255;
+    std::string_view left = path;
+    while (!left.empty()) {
+        left.remove_prefix(1);
+        const std::string_view name = left.substr(0, left.find('/'));
+        if (name == "." || name == ".." || name.size() > longest_name || name.find('\0') != std::string_view::npos)
+            throw refusal("\"path\" has a name that no file can have");
+        left.remove_prefix(name.size());
+    }
     return path;
 }
 

@@ -18,6 +18,7 @@ namespace {
 using json = nlohmann::ordered_json;
 
 constexpr int protocol = 1;
+constexpr int deepest = 16;                                // what is nested is walked by functions that call themselves
 constexpr std::int64_t most_exact = std::int64_t{1} << 53; // what JSON numbers hold exactly
 
 std::string kind_text(attribute_kind kind)
@@ -123,7 +124,11 @@ requests::requests(board& asked, const profile& actions, terminal_identity ident
 std::variant<std::string, parked_request> requests::answer(std::string_view line)
 {
     try {
-        const json asked = json::parse(line);
+        const json asked = json::parse(line, [](int depth, json::parse_event_t, const json&) {
+            if (depth > deepest)
+                throw refusal("the request is nested too deeply");
+            return true;
+        });
         if (!asked.is_object())
             throw refusal("a request is one JSON object");
         const std::string name = text_of(asked, "op");
@@ -210,6 +215,8 @@ json requests::set(const json& asked)
 json requests::remove(const json& asked)
 {
     const std::string path = path_of(asked);
+    if (path == "/run" || path.starts_with("/run/")) // the terminal's own
+        throw refusal(path + " cannot be removed");
     if (!board_.remove(path))
         throw refusal(path + " does not exist, or cannot be removed");
     lines_.end_left_bridges();

@@ -21,9 +21,9 @@ void interrupted(fuse_req_t asked, void* number)
 
 gate::gate(faults& rules) : rules_(rules)
 {
-    rules_.set_released([this] {
-        const std::lock_guard lock(mutex_);
-        changed_.notify_one();
+    rules_.set_released([woken = bell_] {
+        const std::lock_guard lock(woken->mutex);
+        woken->changed.notify_one();
     });
 }
 

@@ -11,6 +11,7 @@
 #include <functional>
 #include <fuse3/fuse_lowlevel.h>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -63,9 +64,16 @@ private:
     std::vector<std::function<void()>> take_interrupted();
     void work();
 
+    /** What wakes the worker; a rule may just be taken back while the gate goes. */
+    struct bell {
+        std::mutex mutex;
+        std::condition_variable changed;
+    };
+
     faults& rules_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
+    const std::shared_ptr<bell> bell_ = std::make_shared<bell>();
+    std::mutex& mutex_ = bell_->mutex;
+    std::condition_variable& changed_ = bell_->changed;
     std::map<std::uint64_t, waiting> waiting_;
     std::map<std::uint64_t, watched> watched_;
     int interrupted_ = 0; // of those watched

@@ -108,13 +108,14 @@ std::shared_ptr<node> board::make_folders(std::string_view path, std::string& la
     return last.empty() ? nullptr : at;
 }
 
-bool board::put_node(std::string_view path, std::shared_ptr<node> made)
+bool board::put_node(std::string_view path, std::shared_ptr<node> made, over allowed)
 {
     std::string name;
     auto* folder = dynamic_cast<directory*>(make_folders(path, name).get());
     if (folder == nullptr)
         return false;
-    if (const auto old = folder->look_up(name); old != nullptr && old->is_folder())
+    const auto old = folder->look_up(name);
+    if (old != nullptr && (old->is_folder() || (allowed == over::files && old->waiting_bytes())))
         return false;
     folder->put(std::move(name), std::move(made));
     return true;
@@ -192,7 +193,7 @@ std::optional<std::string> board::file(std::string_view path) const
 bool board::put_device(std::string_view path, std::shared_ptr<node> device)
 {
     const std::lock_guard lock(tree_mutex_);
-    return put_node(path, std::move(device));
+    return put_node(path, std::move(device), over::devices);
 }
 
 void board::set_device_maker(std::string kind, device_maker maker)

@@ -120,7 +120,10 @@ public:
 private:
     std::shared_ptr<node> find_locked(std::string_view path) const;
     std::shared_ptr<node> make_folders(std::string_view path, std::string& last);
-    bool put_node(std::string_view path, std::shared_ptr<node> made);
+
+    /** What a new node may take the place of: only a device may replace one, others are unplugged first. */
+    enum class over { files, devices };
+    bool put_node(std::string_view path, std::shared_ptr<node> made, over allowed = over::files);
 
     mutable std::mutex tree_mutex_;
     std::function<void(std::uint64_t, const std::string&)> vanished_;

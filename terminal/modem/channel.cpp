@@ -91,6 +91,10 @@ void modem_channel::received(std::string_view bytes)
 {
     switch (mode_) {
     case mode::multiplexed: // a daemon may open before the port knows that the last one is gone
+        if (told_.heard)
+            told_.heard(std::string(bytes));
+        if (settings_.silent)
+            return;
         for (const at_action& each : commands_.feed(bytes))
             if (each.what == at_action::kind::multiplex && told_.multiplex)
                 told_.multiplex();

@@ -6,6 +6,7 @@
 #include "terminal/ports/port.h"
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -22,6 +23,20 @@ bool is_on(const std::string& text)
 {
     return !text.starts_with('0');
 }
+
+/** The modem's own port, which knows whether it was pulled off the board. */
+class modem_port : public port {
+public:
+    bool is_gone() const { return gone_; }
+    void unplugged() override
+    {
+        gone_ = true;
+        port::unplugged();
+    }
+
+private:
+    std::atomic<bool> gone_ = false;
+};
 
 } // namespace
 
@@ -49,7 +64,8 @@ struct modem::parts : std::enable_shared_from_this<modem::parts> {
     bool stopped = false;
     bool powered = false;
     bool multiplexed = false;
-    unsigned starts = 0; // each power-up's number: an appearance that is due of an older one is void
+    unsigned starts = 0;              // each power-up's number: an appearance that is due of an older one is void
+    std::shared_ptr<modem_port> node; // while powered
     std::shared_ptr<modem_channel> physical;
     std::vector<channel_port> channels;
     std::string heard;
@@ -84,6 +100,12 @@ void modem::stop()
 const std::string& modem::path() const
 {
     return parts_->path;
+}
+
+bool modem::is_unplugged() const
+{
+    const auto lock = parts_->jobs->lock();
+    return parts_->stopped || (parts_->node != nullptr && parts_->node->is_gone());
 }
 
 modem_settings modem::settings() const
@@ -143,7 +165,10 @@ void modem::parts::set_power(bool on)
         if (physical != nullptr) {
             physical->leave();
             physical = nullptr;
-            (void)board_.remove(path);
+            stopped = node->is_gone(); // a modem that is not there any more does not come back by its switch
+            if (board_.find(path) == node)
+                (void)board_.remove(path);
+            node = nullptr;
         }
         return;
     }
@@ -157,7 +182,7 @@ void modem::parts::set_power(bool on)
 
 void modem::parts::appear()
 {
-    const auto node = std::make_shared<port>();
+    node = std::make_shared<modem_port>();
     modem_channel::news told;
     told.heard = [this](const std::string& bytes) { hear(bytes); };
     told.multiplex = [this] { multiplex(); };
@@ -169,6 +194,8 @@ void modem::parts::appear()
 
 void modem::parts::multiplex()
 {
+    if (!settings.garbage.empty())
+        return physical->answer(at_line("OK")); // garbage in its place, so it is not done either
     end_multiplex();
     std::vector<channel_port> made;
     for (unsigned number = 1; number <= settings.channels; ++number) {
@@ -239,8 +266,11 @@ fitted_modems::fitted_modems(board& fitted) : board_(fitted), rack_(std::make_sh
 {
     (void)board_.put_device(rack_place, rack_);
     board_.set_device_maker("modem", [shared = rack_](board& on, const std::string& path, const std::string& options) {
-        if (shared->find(path) != nullptr)
-            throw std::invalid_argument("there is a modem at " + path + " already");
+        if (const auto older = shared->find(path); older != nullptr) {
+            if (!older->is_unplugged())
+                throw std::invalid_argument("there is a modem at " + path + " already");
+            older->stop();
+        }
         modem_settings settings;
         change_settings(settings, options);
         shared->add(std::make_shared<modem>(on, path, std::move(settings)));

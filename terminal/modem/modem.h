@@ -46,6 +46,8 @@ public:
     modem& operator=(const modem&) = delete;
 
     const std::string& path() const;
+    /** Its port was taken off the board by the other side. */
+    bool is_unplugged() const;
     modem_settings settings() const;
     void change(const std::function<void(modem_settings&)>& how);
     modem_state state() const;
@@ -86,12 +88,6 @@ private:
 {
     return std::make_unique<fitted_modems>(known);
 }
-
-/**
- * What the control protocol's "modem" does: a JSON object with "path" and, if something is to happen, "set", "do" and
- * "port"; the answer is the modem's state. Throws std::invalid_argument with a sentence.
- */
-std::string modem_request(board& asked, const std::string& json);
 
 /** Changes settings as a JSON object says, all or nothing. Throws std::invalid_argument with a sentence. */
 void change_settings(modem_settings& settings, const std::string& json);

@@ -1,4 +1,4 @@
-/** Settings and state of a modem in JSON, as profiles and the control protocol have them. */
+/** Settings of a modem in JSON, as profiles and the control protocol have them. */
 #include "terminal/modem/modem.h"
 #include "terminal/ppp/link.h"
 #include "terminal/protocol/bytes_json.h"
@@ -76,9 +76,11 @@ void change_one(modem_settings& settings, const std::string& name, const json& v
         settings.garbage = text_in(value, name);
     else if (name == "sim")
         settings.sim = text_in(value, name);
-    else if (name == "signal")
+    else if (name == "signal") {
         settings.signal = number_in(value, name, 99);
-    else if (name == "network")
+        if (settings.signal > 31 && settings.signal != 99)
+            refuse(name, "must be 0 to 31, or 99");
+    } else if (name == "network")
         settings.network = text_in(value, name);
     else if (name == "dial")
         settings.dial = text_in(value, name);
@@ -121,22 +123,6 @@ void change_one(modem_settings& settings, const std::string& name, const json& v
         refuse(name, "unknown");
 }
 
-json state_of(const modem& asked)
-{
-    const modem_state state = asked.state();
-    json ports = json::array();
-    for (const modem_port_state& each : state.ports) {
-        json port = {{"path", each.path}, {"mode", each.mode}, {"open", each.open}, {"in_call", each.in_call}};
-        put_bytes(port, "dialled", each.dialled);
-        port["up"] = each.up;
-        put_bytes(port, "user", each.user);
-        ports.push_back(std::move(port));
-    }
-    json answer = {{"powered", state.powered}, {"multiplexed", state.multiplexed}, {"ports", std::move(ports)}};
-    put_bytes(answer, "heard", state.heard);
-    return answer;
-}
-
 } // namespace
 
 void change_settings(modem_settings& settings, const std::string& text)
@@ -154,24 +140,6 @@ void change_settings(modem_settings& settings, const std::string& text)
             change_one(changed, name, value);
     }
     settings = std::move(changed);
-}
-
-std::string modem_request(board& asked, const std::string& text)
-{
-    const json request = json::parse(text);
-    const std::string path = text_in(request.value("path", json("/dev/ttyS0")), "path");
-    const auto found = modem_at(asked, path);
-    if (found == nullptr)
-        throw std::invalid_argument(path + " is no modem's port");
-    const std::string what = text_in(request.value("do", json("")), "do");
-    if (!what.empty() && what != "drop_carrier" && what != "no_carrier")
-        throw std::invalid_argument("\"do\" must be \"drop_carrier\" or \"no_carrier\"");
-    if (request.contains("set"))
-        found->change([&](modem_settings& settings) { change_settings(settings, request["set"].dump()); });
-    const std::string port = text_in(request.value("port", json("")), "port");
-    if (!what.empty() && !found->drop_carrier(what == "drop_carrier", port))
-        throw std::invalid_argument(port + " is no port of the modem that is there now");
-    return state_of(*found).dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
 } // namespace kt::terminal

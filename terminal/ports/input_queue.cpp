@@ -56,6 +56,10 @@ input_queue::effect input_queue::good(unsigned char byte, const struct termios2&
         return effect::none;
     }
     const effect happened = put({queued, 1});
+    if (happened == effect::overrun && byte == '\n' && bytes_.size() > start_) {
+        bytes_.back() = '\n'; // a line too long is cut, but it ends
+        end_line();
+    }
     if (happened == effect::none && (byte == '\n' || is(byte, VEOL) || (extended && is(byte, VEOL2))))
         end_line();
     return happened;

@@ -85,8 +85,7 @@ void line::state::set_inputs(unsigned wanted)
     counts.rng += (changed & TIOCM_RI & ~inputs) != 0 ? 1 : 0; // a ring is counted at its end
     if ((changed & TIOCM_CD & ~inputs) != 0 && (set.c_cflag & CLOCAL) == 0)
         hang_up();
-    else
-        flow();
+    flow();
 }
 
 void line::state::apply(const struct termios2& wanted)

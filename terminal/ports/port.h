@@ -22,8 +22,9 @@ public:
     struct stat status() const override;
     result<std::unique_ptr<open_file>> open(int flags) override;
 
-    /** What is open is hung up; a program's own unlink only takes the name away. */
-    void unplugged() override { wire_->hang_up(); }
+    /** What is open is hung up, and who still knows the node cannot open it; a program's own unlink only takes the name
+     * away. */
+    void unplugged() override { wire_->set_dead(true); }
 
 private:
     class opened;

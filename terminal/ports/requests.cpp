@@ -95,13 +95,12 @@ void request_on_line::set(Merge merge, before first)
     if (first == before::nothing)
         return change([&] { line_.apply(merge(line_.set, wanted)); });
     line_.turn([&] {
-        line_.wait_until_sent(std::move(asked_), opened_,
-                              [&at = line_, merge, wanted, flush = first == before::sent_and_flushed] {
-                                  if (flush)
-                                      at.flush_input();
-                                  at.apply(merge(at.set, wanted));
-                                  return milliseconds(0);
-                              });
+        if (first == before::sent_and_flushed)
+            line_.flush_input(); // what comes while the rest is sent stays
+        line_.wait_until_sent(std::move(asked_), opened_, [&at = line_, merge, wanted] {
+            at.apply(merge(at.set, wanted));
+            return milliseconds(0);
+        });
     });
 }
 
@@ -211,8 +210,9 @@ bool request_on_line::traffic()
         }
         change([&] {
             if (value == TCOOFF || value == TCOON) {
+                if (value == TCOON && line_.stopped_by_program)
+                    line_.stopped_by_other = false; // started whoever stopped it
                 line_.stopped_by_program = value == TCOOFF;
-                line_.stopped_by_other = line_.stopped_by_other && value == TCOOFF;
                 line_.flow();
             } else if (const cc_t control = line_.set.c_cc[value == TCIOFF ? VSTOP : VSTART]; control != 0) {
                 line_.send_control(control);

@@ -149,8 +149,11 @@ void line::state::flush_input()
 
 void line::state::flush_output()
 {
+    const bool had_room = output.has_room();
     output.clear();
     flow();
+    if (!had_room && output.has_room())
+        wake_pollers();
 }
 
 void line::state::send_control(unsigned char byte)

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <initializer_list>
 #include <poll.h>
+#include <string_view>
 #include <syslog.h>
 #include <termios.h>
 #include <unistd.h>
@@ -88,15 +89,17 @@ bool multiplex(int port, const sigset_t& open_to_signals)
             return false;
         char answer[256];
         std::size_t length = 0;
-        while (length < sizeof answer - 1 && wait_for(port, answer_ms, open_to_signals)) {
-            const ssize_t came = read(port, answer + length, sizeof answer - 1 - length);
+        const auto has = [&](std::string_view text) { // in bytes: noise may hold a NUL
+            return std::string_view(answer, length).find(text) != std::string_view::npos;
+        };
+        while (length < sizeof answer && wait_for(port, answer_ms, open_to_signals)) {
+            const ssize_t came = read(port, answer + length, sizeof answer - length);
             if (came <= 0)
                 return false;
             length += static_cast<std::size_t>(came);
-            answer[length] = '\0';
-            if (strstr(answer, "\r\nOK\r\n") != nullptr)
+            if (has("\r\nOK\r\n"))
                 return true;
-            if (strstr(answer, "ERROR") != nullptr)
+            if (has("ERROR"))
                 break;
         }
     }

@@ -186,7 +186,8 @@ private:
                 link.close(ppp_link::moment::clock::now());
                 continue;
             }
-            gone = !wait_and_read(link);
+            if (!wait_and_read(link))
+                gone = true; // as a failed write within it says too
             link.tick(ppp_link::moment::clock::now());
             if (link.is_up())
                 came_up(link);
@@ -301,6 +302,7 @@ private:
     {
         if (!options_.disconnect.empty() && result != open_failed && result != hung_up) {
             line_->set_waiting(true);
+            end_signals::forget(); // the one that ended the link is not meant for the script
             (void)run_on_line(options_.disconnect, line_->fd(), STDOUT_FILENO, *signals_);
         }
         if (result != connect_failed)

@@ -39,7 +39,7 @@ void ignore(pppd_options&, const std::string&) {}
 int count_in(const std::string& value)
 {
     const auto number = number_in(value);
-    if (!number || *number > 1'000'000)
+    if (!number || *number > 10'000)
         throw option_error("the number \"" + value + "\" is not understood");
     return static_cast<int>(*number);
 }

@@ -66,6 +66,11 @@ void end_signals::restore() const
     sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
+void end_signals::forget()
+{
+    seen_signal = 0;
+}
+
 int run_on_line(const std::string& command, int line, int log, const end_signals& signals)
 {
     const pid_t child = fork();

@@ -16,6 +16,8 @@ public:
     end_signals();
     /** The last that came; 0: none. */
     static int seen();
+    /** From now on only later ones count. */
+    static void forget();
     /** What a wait lets through. */
     const sigset_t& while_waiting() const { return waiting_; }
     /** In a child, before another program takes over. */

@@ -253,3 +253,10 @@ TEST_F(Bridge, RefusesWhatItDoesNotKnow)
 }
 
 } // namespace
+
+TEST_F(Bridge, ANewOneMayHaveTheTcpPortOfTheOld)
+{
+    const int port = client.bridge_tcp(uart);
+    EXPECT_EQ(client.bridge_tcp(uart, port), port);
+    EXPECT_TRUE(tool(port).is_connected());
+}

@@ -383,3 +383,27 @@ TEST(Client, SaysThatThereIsNoTerminal)
 }
 
 } // namespace
+
+TEST_F(control, RefusesWhatIsNestedTooDeeply)
+{
+    EXPECT_EQ(error_of(R"({"op":"get","path":)" + std::string(200'000, '[') + std::string(200'000, ']') + "}"),
+              "the request is nested too deeply");
+    EXPECT_EQ(error_of(R"({"op":"modem","set":)" + std::string(17, '[') + std::string(17, ']') + "}"),
+              "the request is nested too deeply");
+    EXPECT_EQ(json::parse(client.exchange(R"({"op":"hello"})")).at("ok"), true);
+}
+
+TEST_F(control, RefusesNamesThatNoFileCanHave)
+{
+    for (const std::string& name : {std::string("."), std::string(".."), std::string("a/../b"), std::string(256, 'n')})
+        EXPECT_EQ(error_of(R"({"op":"port","path":"/dev/)" + name + R"("})"),
+                  "\"path\" has a name that no file can have");
+    EXPECT_EQ(error_of(R"({"op":"remove","path":"/run/modems"})"), "/run/modems cannot be removed");
+}
+
+TEST_F(control, AFileDoesNotTakeAPortsPlace)
+{
+    EXPECT_EQ(error_of(R"({"op":"set","path":"/dev/sp_uart0","text":"x","kind":"file"})"),
+              "/dev/sp_uart0: the place is taken by something else, or cannot be made");
+    EXPECT_EQ(json::parse(client.exchange(R"({"op":"line","path":"/dev/sp_uart0"})")).at("ok"), true);
+}

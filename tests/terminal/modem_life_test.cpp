@@ -207,3 +207,35 @@ TEST(ModemLife, WhatIsNoModemIsRefused)
         EXPECT_THROW((void)board.modem(wrong), kt::terminal::terminal_error) << wrong;
     EXPECT_NO_THROW((void)board.modem(R"({"set":{"signal":5,"answers":{"AT+CSQ":null}}})"));
 }
+
+TEST(ModemLife, AnUnpluggedModemDoesNotComeBackByItsSwitch)
+{
+    modem_board board;
+    board.remove(modem_port);
+    EXPECT_FALSE(exists(modem_port));
+    power(false);
+    power(true);
+    EXPECT_FALSE(exists(modem_port));
+}
+
+TEST(ModemLife, AnotherPortInItsPlaceIsNoneOfItsBusiness)
+{
+    modem_board board;
+    board.remove(modem_port);
+    board.port(modem_port);
+    power(false);
+    EXPECT_TRUE(exists(modem_port));
+    board.send(modem_port, "x");
+    power(true);
+    EXPECT_TRUE(exists(modem_port));
+    EXPECT_EQ(board.sent(modem_port), "");
+}
+
+TEST(ModemLife, AModemThatTalksGarbageIsNotMultiplexed)
+{
+    modem_board board;
+    board.set(R"({"garbage":"?x?"})");
+    const opened_file port(modem_port, port_flags);
+    EXPECT_EQ(answer(port.fd(), "AT+CMUX=0\r", "?x?"), "AT+CMUX=0\r?x?");
+    EXPECT_FALSE(exists(data_channel));
+}

@@ -138,3 +138,11 @@ TEST_F(PortHangUp, ATerminalCanEndWhileAReaderWaits)
         std::this_thread::sleep_for(5ms);
     EXPECT_TRUE(board.line(path).open);
 }
+
+TEST_F(PortHangUp, AnUnpluggedPortCannotBeOpenedAgainByWhoHasItStill)
+{
+    const opened_file port(path, O_RDWR);
+    board.remove(path);
+    const std::string again = "/proc/self/fd/" + std::to_string(port.fd());
+    EXPECT_EQ(error_of(open(again.c_str(), O_RDWR)), EIO);
+}

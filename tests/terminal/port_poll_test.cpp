@@ -127,3 +127,18 @@ TEST_F(PortPoll, TheMinimumCountsUnlessATimeIsSet)
     make_raw(port.fd(), 30, 1);
     EXPECT_EQ(poll_now(port.fd(), POLLIN, 0), found(POLLIN));
 }
+
+TEST_F(PortPoll, RoomMadeByAFlushWakesPoll)
+{
+    const opened_file port(path, O_RDWR | O_NONBLOCK);
+    make_raw(port.fd());
+    board.hold(path, true);
+    while (write_now(port.fd(), std::string(1000, 'x')).error == 0) {
+    }
+    waiting_call waiter([&] { return poll_now(port.fd(), POLLOUT, 20000); });
+    EXPECT_TRUE(waiter.waits());
+    ASSERT_EQ(tcflush(port.fd(), TCOFLUSH), 0);
+    const call_result woken = waiter.result();
+    EXPECT_EQ(woken, found(POLLOUT));
+    EXPECT_LT(woken.took, 15s);
+}

@@ -171,3 +171,18 @@ TEST_F(PortReading, MuchIsReadAsItCame)
     }
     EXPECT_TRUE(got == all);
 }
+
+TEST_F(PortReading, ALineThatIsTooLongIsCutAndEnds)
+{
+    const opened_file port(path, O_RDWR);
+    termios set{};
+    ASSERT_EQ(tcgetattr(port.fd(), &set), 0);
+    set.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    ASSERT_EQ(tcsetattr(port.fd(), TCSANOW, &set), 0);
+    board.send(path, std::string(70'000, 'l') + "\n");
+    waiting_call reader([&] { return read_now(port.fd(), 100'000); });
+    const call_result line = reader.result();
+    EXPECT_EQ(line.error, 0);
+    EXPECT_EQ(line.bytes.size(), 65536U);
+    EXPECT_EQ(line.bytes.back(), '\n');
+}
