@@ -13,6 +13,7 @@
 namespace {
 
 /** Runs a command with texts of the session in it. */
+// NOLINTNEXTLINE(cert-dcl50-cpp): as printf
 __attribute__((format(printf, 1, 2))) void run(const char* format, ...)
 {
     char command[1024]; // longer than any: two fields of 128 and the rest
@@ -24,6 +25,7 @@ __attribute__((format(printf, 1, 2))) void run(const char* format, ...)
 }
 
 /** Adds one argument of chat: the script is one command, continued over its lines. */
+// NOLINTNEXTLINE(cert-dcl50-cpp): as printf
 __attribute__((format(printf, 2, 3))) void add(std::FILE* script, const char* format, ...)
 {
     va_list arguments;

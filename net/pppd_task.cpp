@@ -99,7 +99,7 @@ void pppd_task::deactivate(int)
     status_ = PPPD_TASK_DOWN;
 }
 
-int pppd_task::get_latest_notify()
+int pppd_task::get_latest_notify() const
 {
     std::puts("get_latest_notify start");
     int latest = -1;
@@ -107,7 +107,7 @@ int pppd_task::get_latest_notify()
     ssize_t got = 0;
     while ((got = read(fifo_read_fd_, &character, 1)) == 1) {
         if (character != '\n' && character != '\r')
-            latest = character;
+            latest = character; // NOLINT(bugprone-signed-char-misuse): 0xFF counts as nothing
     }
     if (got == 0)
         errno = EIO; // no writer is left, not even our own

@@ -37,7 +37,7 @@ public:
 
     /** Empties the pipe: the last character in it; -1 with EAGAIN when there was none, with another cause on failure.
      */
-    int get_latest_notify();
+    int get_latest_notify() const;
 
     /** Updates the status, and returns it. */
     int poll_status();

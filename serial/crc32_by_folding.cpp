@@ -27,19 +27,18 @@ constexpr unsigned wide_block = sizeof(__m512i);
 constexpr unsigned round = 4 * block;
 constexpr unsigned wide_round = 4 * wide_block;
 
-/** What a half of a register is multiplied by so that it counts as much as "power" bits earlier in the data. */
-consteval long long moved_by(unsigned power)
-{
-    const std::uint64_t factor = std::uint64_t{power_of_x(power - 1)} << 32;
-    return static_cast<long long>(factor);
-}
+/** What a half of a register is multiplied by so that it counts as much as "Power" bits earlier in the data. */
+template <unsigned Power>
+constexpr std::uint64_t factor_of = std::uint64_t{power_of_x(Power - 1)} << 32;
+template <unsigned Power>
+constexpr auto moved_by = static_cast<long long>(factor_of<Power>);
 
 /** The factors for both halves of a block that lies some blocks before the one it is folded onto. */
 template <unsigned Blocks>
 KT_FOLDS inline __m128i factors()
 {
     constexpr unsigned bits = 8 * block * Blocks;
-    return _mm_set_epi64x(moved_by(bits), moved_by(bits + 64));
+    return _mm_set_epi64x(moved_by<bits>, moved_by<bits + 64>);
 }
 
 KT_FOLDS inline __m128i folded(__m128i earlier, __m128i factors, __m128i later)
@@ -77,7 +76,7 @@ KT_FOLDS inline std::uint32_t reduced(__m128i held)
 {
     const __m128i low_word = _mm_set_epi32(0, 0, 0, -1);
     // 32 zero bits follow, and the upper 64 bits are brought down in two steps: 96 bits are left, then 64.
-    const __m128i to_96_and_64 = _mm_set_epi64x(moved_by(64), moved_by(96));
+    const __m128i to_96_and_64 = _mm_set_epi64x(moved_by<64>, moved_by<96>);
     __m128i left =
         _mm_xor_si128(_mm_clmulepi64_si128(held, to_96_and_64, 0x00), _mm_slli_si128(_mm_srli_si128(held, 8), 4));
     left = _mm_xor_si128(_mm_clmulepi64_si128(left, to_96_and_64, 0x10), left);

@@ -163,7 +163,9 @@ int kt_serial_read(int port, void* buf, unsigned len, int timeout_ms)
         return -1;
     if (timeout_ms < 0)
         return kt::refuse(EINVAL);
-    timeval timeout{timeout_ms / 1000, timeout_ms % 1000 * 1000};
+    timeval timeout{};
+    timeout.tv_sec = timeout_ms / 1000;
+    timeout.tv_usec = static_cast<decltype(timeout.tv_usec)>(timeout_ms % 1000) * 1000;
     return kt_read_timeout(*fd, buf, len, &timeout);
 }
 

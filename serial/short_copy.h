@@ -1,6 +1,7 @@
 // Copies of a few bytes, where calling memcpy would take as long as the copy itself.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -13,7 +14,7 @@ namespace kt {
 inline bool copied_short(std::uint8_t* to, const std::uint8_t* from, unsigned count)
 {
     using unit = std::uint8_t __attribute__((vector_size(16)));
-    constexpr unsigned size = sizeof(unit);
+    constexpr std::size_t size = sizeof(unit);
     if (count < 2 * size || count > 4 * size)
         return false;
     // Any address will do, so the last two may lie over the first two.

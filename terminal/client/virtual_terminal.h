@@ -134,7 +134,8 @@ public:
     int bridge_tcp(std::string_view path, int port = 0);
     void bridge_none(std::string_view path);
 
-    /** What the modem is made to do, and how it stands: the members of the operation "modem" as JSON, and its answer. */
+    /** What the modem is made to do, and how it stands: the members of the operation "modem" as JSON, and its answer.
+     */
     std::string modem(std::string_view members = "{}");
 
     /** From here on events() and the searches below see only what happens later. */

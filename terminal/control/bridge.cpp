@@ -18,8 +18,8 @@ namespace kt::terminal {
 namespace {
 
 // The line takes 64 KiB; what is read from the desk only while there is room is never overrun.
-constexpr int most_waiting = 32 * 1024;
-constexpr std::size_t at_once = 16 * 1024;
+constexpr int most_waiting = 32768;
+constexpr std::size_t at_once = 16384;
 constexpr int room_check_ms = 5;
 
 /** True while a descriptor that gave @p length is usable. */

@@ -53,7 +53,7 @@ private:
 
     const std::shared_ptr<unanswered> all_;
     operations& server_; // only while the call is unanswered
-    const fuse_req_t asked_;
+    fuse_req_t asked_;
     journal* const lines_;
     event happened_;
     const caller from_;

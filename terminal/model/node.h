@@ -47,7 +47,10 @@ public:
      * What poll(2) finds now (POLLIN, POLLOUT …). @p changed, unless empty, replaces the one given before; it is called
      * once, without locks, when the answer may have become another.
      */
-    virtual unsigned poll(std::function<void()> /*changed*/) { return POLLIN | POLLRDNORM | POLLOUT | POLLWRNORM; }
+    virtual unsigned poll(std::function<void()> /*changed*/) // NOLINT(performance-unnecessary-value-param)
+    {
+        return POLLIN | POLLRDNORM | POLLOUT | POLLWRNORM;
+    }
 
     virtual int sync() { return 0; }
     virtual int allocate(int /*mode*/, off_t /*offset*/, off_t /*length*/) { return EOPNOTSUPP; }

@@ -33,10 +33,11 @@ public:
     virtual bool may_wait() const { return true; }
 
     /**
-     * For calls that are kept: @p interrupted is called at most once, from a thread of the server's, when a signal wants
-     * the call to end. It finds the call among those that are kept and answers it (EINTR, or with what there is); if it
-     * is not there any more, somebody else has answered.
+     * For calls that are kept: @p interrupted is called at most once, from a thread of the server's, when a signal
+     * wants the call to end. It finds the call among those that are kept and answers it (EINTR, or with what there is);
+     * if it is not there any more, somebody else has answered.
      */
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): those that override it keep it
     virtual void when_interrupted(std::function<void()> /*interrupted*/) {}
 };
 

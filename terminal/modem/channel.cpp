@@ -166,7 +166,7 @@ void modem_channel::in_order(std::function<void()> job)
                    });
 }
 
-void modem_channel::say(std::string text)
+void modem_channel::say(const std::string& text)
 {
     if (!settings_.silent)
         wire_->send(text);

@@ -66,7 +66,7 @@ private:
     void dial(const std::string& number);
     void dial_result();
     void end_call();
-    void say(std::string text);
+    void say(const std::string& text);
     void show_carrier(bool lost = false);
     void in_order(std::function<void()> job);
 

@@ -47,7 +47,7 @@ struct modem::parts : std::enable_shared_from_this<modem::parts> {
     };
 
     parts(board& on, std::string where, modem_settings given)
-        : board_(on), path(std::move(where)), settings(std::move(given)), jobs(std::make_shared<strand>())
+        : shown(on), path(std::move(where)), settings(std::move(given)), jobs(std::make_shared<strand>())
     {
     }
 
@@ -57,7 +57,7 @@ struct modem::parts : std::enable_shared_from_this<modem::parts> {
     void end_multiplex();
     void hear(const std::string& bytes);
 
-    board& board_;
+    board& shown;
     const std::string path;
     modem_settings settings;
     const std::shared_ptr<strand> jobs; // its lock is held around all below
@@ -71,7 +71,7 @@ struct modem::parts : std::enable_shared_from_this<modem::parts> {
     std::string heard;
 };
 
-modem::modem(board& on, std::string path, modem_settings settings, std::string power)
+modem::modem(board& on, std::string path, modem_settings settings, const std::string& power)
     : parts_(std::make_shared<parts>(on, std::move(path), std::move(settings)))
 {
     const auto state = on.attribute(power);
@@ -166,8 +166,8 @@ void modem::parts::set_power(bool on)
             physical->leave();
             physical = nullptr;
             stopped = node->is_gone(); // a modem that is not there any more does not come back by its switch
-            if (board_.find(path) == node)
-                (void)board_.remove(path);
+            if (shown.find(path) == node)
+                (void)shown.remove(path);
             node = nullptr;
         }
         return;
@@ -189,7 +189,7 @@ void modem::parts::appear()
     told.closed = [this] { end_multiplex(); };
     physical = std::make_shared<modem_channel>(node->wire(), settings, jobs, true, std::move(told));
     physical->serve();
-    (void)board_.put_device(path, node);
+    (void)shown.put_device(path, node);
 }
 
 void modem::parts::multiplex()
@@ -205,7 +205,7 @@ void modem::parts::multiplex()
         made.push_back({settings.channels_folder + "/" + std::to_string(number),
                         std::make_shared<modem_channel>(node->wire(), settings, jobs, false, std::move(told))});
         made.back().served->serve();
-        if (!board_.put_device(made.back().path, node)) {
+        if (!shown.put_device(made.back().path, node)) {
             for (const auto& each : made)
                 each.served->leave();
             return physical->answer(at_line("ERROR"));

@@ -40,7 +40,7 @@ public:
     static constexpr const char* power_attribute = "/sys/class/kt_misc/ioctl/gsm_pwr";
 
     /** Follows the power from its present value on. The board lives longer; stop() comes before the modem's end. */
-    modem(board& on, std::string path, modem_settings settings, std::string power = power_attribute);
+    modem(board& on, std::string path, modem_settings settings, const std::string& power = power_attribute);
     ~modem();
     modem(const modem&) = delete;
     modem& operator=(const modem&) = delete;
@@ -90,6 +90,6 @@ private:
 }
 
 /** Changes settings as a JSON object says, all or nothing. Throws std::invalid_argument with a sentence. */
-void change_settings(modem_settings& settings, const std::string& json);
+void change_settings(modem_settings& settings, const std::string& text);
 
 } // namespace kt::terminal

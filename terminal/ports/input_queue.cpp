@@ -106,7 +106,7 @@ std::string input_queue::take(std::size_t size, const struct termios2& set)
     std::size_t length = bytes_.size() - start_;
     if (is_line_wise(set))
         length = line_ends_.empty() ? 0 : static_cast<std::size_t>(line_ends_.front() - taken_);
-    const std::string taken = bytes_.substr(start_, std::min(size, length));
+    std::string taken = bytes_.substr(start_, std::min(size, length));
     start_ += taken.size();
     taken_ += taken.size();
     if (is_line_wise(set) && taken.size() == length && !line_ends_.empty())

@@ -16,7 +16,7 @@ enum option : std::uint8_t {
     no_address = 8,
 };
 
-const std::string by_pap = "\xC0\x23";
+constexpr std::string_view by_pap = "\xC0\x23";
 
 } // namespace
 
@@ -24,7 +24,7 @@ ppp_options lcp_wishes::wanted()
 {
     ppp_options options;
     if (settings_.accepts)
-        options.push_back({authentication, by_pap});
+        options.push_back({authentication, std::string(by_pap)});
     if (!without_magic_)
         options.push_back({magic_number, number_bytes(magic_)});
     return options;
@@ -43,7 +43,7 @@ void lcp_wishes::judge(const ppp_options& asked, ppp_options& nak, ppp_options& 
             if (settings_.user.empty())
                 reject.push_back(each);
             else if (each.value != by_pap)
-                nak.push_back({authentication, by_pap});
+                nak.push_back({authentication, std::string(by_pap)});
             break;
         case magic_number:
             if (number_in(each.value) == magic_) {

@@ -63,7 +63,7 @@ struct ppp_link::parts {
     void name_ourselves(moment now);
     void start_network(moment now);
     void echo(moment now);
-    void end(ppp_end why, moment now);
+    void end(ppp_end reason, moment now);
 
     const ppp_settings settings;
     const std::function<void(std::string_view)> send;

@@ -58,7 +58,7 @@ bool wait_for(int port, int ms, const sigset_t& open_to_signals)
 
 int open_port(const sigset_t& open_to_signals)
 {
-    for (int left = tries; left > 0 && !asked_to_end; --left) {
+    for (int left = tries; left > 0 && asked_to_end == 0; --left) {
         const int port = open(port_path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
         if (port >= 0)
             return port;
@@ -84,7 +84,7 @@ void set_raw(int port)
 bool multiplex(int port, const sigset_t& open_to_signals)
 {
     constexpr const char command[] = "AT+CMUX=0\r";
-    for (int left = questions; left > 0 && !asked_to_end; --left) {
+    for (int left = questions; left > 0 && asked_to_end == 0; --left) {
         if (write(port, command, sizeof command - 1) < 0)
             return false;
         char answer[256];
@@ -121,7 +121,7 @@ void remove_channels()
 /** 0 when a signal ended it, 1 when the line did. */
 int hold(int port, const sigset_t& open_to_signals)
 {
-    while (!asked_to_end) {
+    while (asked_to_end == 0) {
         if (!wait_for(port, -1, open_to_signals))
             continue;
         char ignored[256];
@@ -142,14 +142,14 @@ int main()
 
     const int port = open_port(open_to_signals);
     if (port < 0) {
-        if (asked_to_end)
+        if (asked_to_end != 0)
             return 0;
         syslog(LOG_ERR, "cannot open %s: %m", port_path);
         return 1;
     }
     set_raw(port);
     if (!multiplex(port, open_to_signals)) {
-        if (asked_to_end)
+        if (asked_to_end != 0)
             return 0;
         syslog(LOG_ERR, "the modem on %s does not take AT+CMUX=0", port_path);
         return 1;

@@ -44,6 +44,7 @@ constexpr const char* interface = "ppp0";
 constexpr auto carrier_watch = 500ms; // a fallen carrier line tells nobody
 constexpr auto hang_up_wait = 2s;     // from the other's goodbye to the modem's
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): as printf
 [[gnu::format(printf, 2, 3)]] void tell(int priority, const char* format, ...)
 {
     char text[512];

@@ -45,7 +45,7 @@ int count_in(const std::string& value)
 }
 
 /** Those that matter here, and those that a board's files may well have. */
-const known_option known_options[] = {
+constexpr known_option known_options[] = {
     {"connect", 1, [](pppd_options& o, const std::string& v) { o.connect = v; }},
     {"disconnect", 1, [](pppd_options& o, const std::string& v) { o.disconnect = v; }},
     {"user", 1, [](pppd_options& o, const std::string& v) { o.user = v; }},
