@@ -80,7 +80,7 @@ void gate::forget(std::uint64_t number)
     if (found == watched_.end())
         return;
     interrupted_ -= found->second.interrupted ? 1 : 0;
-    gone = std::move(found->second);
+    gone = std::move(found->second); // cppcheck-suppress unreadVariable ; it dies after the lock is free
     watched_.erase(found);
 }
 
@@ -145,7 +145,7 @@ void gate::work()
             lock.unlock();
             for (auto& [go, error] : ready)
                 go(error);
-            for (auto& tell : signalled)
+            for (const auto& tell : signalled)
                 tell();
             ready.clear();
             signalled.clear();

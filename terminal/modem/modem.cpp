@@ -199,13 +199,13 @@ void modem::parts::multiplex()
     end_multiplex();
     std::vector<channel_port> made;
     for (unsigned number = 1; number <= settings.channels; ++number) {
-        const auto node = std::make_shared<port>();
+        const auto made_node = std::make_shared<port>();
         modem_channel::news told;
         told.heard = [this](const std::string& bytes) { hear(bytes); };
         made.push_back({settings.channels_folder + "/" + std::to_string(number),
-                        std::make_shared<modem_channel>(node->wire(), settings, jobs, false, std::move(told))});
+                        std::make_shared<modem_channel>(made_node->wire(), settings, jobs, false, std::move(told))});
         made.back().served->serve();
-        if (!shown.put_device(made.back().path, node)) {
+        if (!shown.put_device(made.back().path, made_node)) {
             for (const auto& each : made)
                 each.served->leave();
             return physical->answer(at_line("ERROR"));

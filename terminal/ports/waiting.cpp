@@ -165,9 +165,9 @@ void line::state::interrupted(std::uint64_t number)
             answer_count(std::move(write->asked), write->taken);
         writes.erase(write);
         flow();
-    } else if (const auto other = std::find_if(requests.begin(), requests.end(), is_it); other != requests.end()) {
-        refuse(std::move(other->asked), EINTR);
-        requests.erase(other);
+    } else if (const auto request = std::find_if(requests.begin(), requests.end(), is_it); request != requests.end()) {
+        refuse(std::move(request->asked), EINTR);
+        requests.erase(request);
     }
 }
 
