@@ -9,10 +9,10 @@
 
 #include <cpuid.h>
 #include <cstddef>
-#include <immintrin.h>
-
 // The compiler's own functions of 512-bit registers read variables that they leave to chance, where none is looked at.
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#include <immintrin.h>
 
 #define KT_FOLDS __attribute__((target("sse4.1,pclmul")))
 #define KT_FOLDS_WIDE __attribute__((target("sse4.1,pclmul,avx512f,vpclmulqdq")))
