@@ -1,10 +1,11 @@
-/** Signal handlers that do nothing but count, and the thread that acts on the count. */
+/** Signals that do nothing, and the thread that takes those that end the program. */
 #include "terminal/signals.h"
 
-#include <cerrno>
 #include <iterator>
+#include <poll.h>
 #include <stdexcept>
 #include <sys/eventfd.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 #include <utility>
 
@@ -12,52 +13,61 @@ namespace kt::terminal {
 
 namespace {
 
-constexpr eventfd_t leave = eventfd_t{1} << 32; // more than signals can add up to
-
-volatile int ending = -1; // the event descriptor; one object at a time uses it
-
 void leave_it(int) {}
 
-void count_it(int)
+sigset_t ending_signals()
 {
-    const int cause = errno;
-    (void)eventfd_write(ending, 1);
-    errno = cause;
+    sigset_t all;
+    sigemptyset(&all);
+    for (const int number : {SIGTERM, SIGHUP}) {
+        struct sigaction now {};
+        sigaction(number, nullptr, &now);
+        if (now.sa_handler != SIG_IGN)
+            sigaddset(&all, number);
+    }
+    return all;
+}
+
+void wait_for(const descriptor& arrived, int leave, const std::function<void()>& end)
+{
+    pollfd sources[] = {{arrived.get(), POLLIN, 0}, {leave, POLLIN, 0}};
+    while (poll(sources, std::size(sources), -1) >= 0 && sources[1].revents == 0) {
+        signalfd_siginfo one;
+        if (read(arrived.get(), &one, sizeof one) == sizeof one)
+            end();
+    }
 }
 
 } // namespace
 
-signals::signals(std::function<void()> end)
+// A descriptor and not a handler: a handler would run on whichever thread the kernel picks, and a sanitizer holds it
+// back until that thread's next call.
+signals::signals(std::function<void()> end) : leave_(eventfd(0, EFD_CLOEXEC))
 {
-    const int counter = eventfd(0, EFD_CLOEXEC);
-    if (counter < 0)
-        throw std::runtime_error("no event descriptor for signals");
-    ending = counter;
-    waiter_ = std::thread([counter, end = std::move(end)] {
-        eventfd_t count = 0;
-        while (eventfd_read(counter, &count) == 0 && count < leave)
-            end();
-    });
-    for (std::size_t i = 0; i < std::size(handled); ++i) {
+    const sigset_t ending = ending_signals();
+    descriptor arrived(signalfd(-1, &ending, SFD_CLOEXEC));
+    if (!arrived || !leave_)
+        throw std::runtime_error("no descriptors for signals");
+    pthread_sigmask(SIG_BLOCK, &ending, &mask_before_);
+    for (std::size_t i = 0; i < std::size(left_alone); ++i) {
         struct sigaction action {};
-        const bool ends = handled[i] == SIGTERM || handled[i] == SIGHUP;
-        action.sa_handler = ends ? count_it : leave_it;
-        action.sa_flags =
-            ends ? 0 : SA_RESTART; // ThreadSanitizer runs a handler only when the call it came into returns
-        sigaction(handled[i], nullptr, &before_[i]);
+        action.sa_handler = leave_it;
+        action.sa_flags = SA_RESTART;
+        sigaction(left_alone[i], nullptr, &before_[i]);
         if (before_[i].sa_handler != SIG_IGN)
-            sigaction(handled[i], &action, nullptr);
+            sigaction(left_alone[i], &action, nullptr);
     }
+    waiter_ = std::thread(
+        [arrived = std::move(arrived), leave = leave_.get(), end = std::move(end)] { wait_for(arrived, leave, end); });
 }
 
 signals::~signals()
 {
-    for (std::size_t i = 0; i < std::size(handled); ++i)
-        sigaction(handled[i], &before_[i], nullptr);
-    (void)eventfd_write(ending, leave);
+    (void)eventfd_write(leave_.get(), 1);
     waiter_.join();
-    close(ending);
-    ending = -1;
+    for (std::size_t i = 0; i < std::size(left_alone); ++i)
+        sigaction(left_alone[i], &before_[i], nullptr);
+    pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr);
 }
 
 } // namespace kt::terminal

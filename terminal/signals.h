@@ -1,6 +1,8 @@
 /** What signals do to a running terminal. */
 #pragma once
 
+#include "terminal/descriptor.h"
+
 #include <functional>
 #include <signal.h>
 #include <thread>
@@ -9,8 +11,8 @@ namespace kt::terminal {
 
 /**
  * While it lives: SIGINT and SIGQUIT are left to the program, which gets them from the keyboard too; SIGTERM and SIGHUP
- * end the program; SIGPIPE only makes writes fail. One at a time. Programs that are started meanwhile find all of them
- * as they were: a handler does not outlive exec, and what was ignored stays ignored.
+ * end the program, unless they were ignored; SIGPIPE only makes writes fail. One at a time, made before any thread that
+ * does not block signals itself. Programs that are started meanwhile must be given an empty signal mask.
  */
 class signals {
 public:
@@ -21,9 +23,11 @@ public:
     signals& operator=(const signals&) = delete;
 
 private:
-    static constexpr int handled[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE};
+    static constexpr int left_alone[] = {SIGINT, SIGQUIT, SIGPIPE};
 
-    struct sigaction before_[5];
+    struct sigaction before_[3];
+    sigset_t mask_before_;
+    descriptor leave_;
     std::thread waiter_;
 };
 

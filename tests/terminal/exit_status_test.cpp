@@ -115,7 +115,6 @@ TEST(ExitStatus, IsThatOfAKillWhenItIsStopped)
     EXPECT_EQ(by_control.status(), 128 + SIGKILL);
 
     running_terminal by_signal = user.start("two", {"--", "sh", "-c", "exec sleep 1000"});
-    // Under ThreadSanitizer a signal that comes before the terminal waits for its program is held back.
     EXPECT_TRUE(by_signal.board().wait({.kind = "shell"}, std::chrono::seconds(50)).has_value());
     EXPECT_EQ(kill(by_signal.process(), SIGTERM), 0);
     EXPECT_EQ(by_signal.status(), 128 + SIGKILL);
