@@ -76,6 +76,13 @@ struct line_change {
     bool follow = false; /**< From now on the other end has the terminal's framing again. */
 };
 
+/** An event of an input device, without its time. */
+struct input_event_value {
+    unsigned type = 0;
+    unsigned code = 0;
+    int value = 0;
+};
+
 /** One connection. Threads: one at a time. */
 class virtual_terminal {
 public:
@@ -137,6 +144,30 @@ public:
     /** What the modem is made to do, and how it stands: the members of the operation "modem" as JSON, and its answer.
      */
     std::string modem(std::string_view members = "{}");
+
+    /** A key goes down, or up. Keys have Linux's names, "1", "enter", "esc", "f1", "up", "power", or are the number of
+     * their input code. */
+    void press(std::string_view key);
+    void release(std::string_view key);
+    /** Each key goes down and up. */
+    void type(std::initializer_list<std::string_view> keys);
+    /** A key goes down, repeats as the kernel makes it, and goes up after this time; returns then. */
+    void hold_key(std::string_view key, std::chrono::milliseconds time);
+    /** A finger touches the panel and lifts. */
+    void tap(int x, int y);
+    /** A finger moves over the panel; returns when it lifts. */
+    void drag(int from_x, int from_y, int to_x, int to_y);
+    /** Events of an input device as they stand. */
+    void input(std::string_view path, const std::vector<input_event_value>& events);
+
+    /** Wakes the sleeping board with an event (wake_source); while it is awake it counts as a wake-up event. */
+    void wake(int event = 16);
+    /** Each of these asks for, or changes, one device: the members of the operation of that name as JSON, and its
+     * answer. */
+    std::string sleep(std::string_view members = "{}");
+    std::string battery(std::string_view members = "{}");
+    std::string tamper(std::string_view members = "{}");
+    std::string clock(std::string_view members = "{}");
 
     /** From here on events() and the searches below see only what happens later. */
     void forget();

@@ -50,6 +50,28 @@ public:
 
     void read(request_ptr asked, std::size_t size, off_t offset) override
     {
+        const attribute_guard guard = offset == 0 ? attribute_->guarded() : attribute_guard{};
+        if (guard.read)
+            guard.read(std::move(asked), [this, size](request_ptr let_on) { show(std::move(let_on), size, 0); });
+        else
+            show(std::move(asked), size, offset);
+    }
+
+    void write(request_ptr asked, std::string_view data, off_t) override
+    {
+        const std::string taken(data.substr(0, page));
+        const attribute_guard guard = attribute_->guarded();
+        if (guard.write)
+            guard.write(std::move(asked), taken,
+                        [this, taken](request_ptr let_on) { store(std::move(let_on), taken); });
+        else
+            store(std::move(asked), taken);
+    }
+
+private:
+    // A request that a guard keeps holds the open file: the kernel releases it only when all its calls are answered.
+    void show(request_ptr asked, std::size_t size, off_t offset)
+    {
         std::string part;
         {
             const std::lock_guard lock(mutex_);
@@ -61,15 +83,13 @@ public:
         asked->bytes(part);
     }
 
-    void write(request_ptr asked, std::string_view data, off_t) override
+    void store(request_ptr asked, const std::string& taken)
     {
-        data = data.substr(0, page);
-        if (const int error = attribute_->store(data); error != 0)
+        if (const int error = attribute_->store(taken); error != 0)
             return asked->fail(error);
-        asked->count(data.size());
+        asked->count(taken.size());
     }
 
-private:
     std::shared_ptr<attribute_file> attribute_;
     std::mutex mutex_;
     std::optional<std::string> text_;
@@ -125,6 +145,18 @@ void attribute_file::watch(std::function<void(const std::string&)> written)
 {
     const std::lock_guard lock(mutex_);
     written_ = std::move(written);
+}
+
+void attribute_file::guard(attribute_guard guard)
+{
+    const std::lock_guard lock(mutex_);
+    guard_ = std::move(guard);
+}
+
+attribute_guard attribute_file::guarded() const
+{
+    const std::lock_guard lock(mutex_);
+    return guard_;
 }
 
 std::string attribute_file::text() const

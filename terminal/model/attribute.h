@@ -20,16 +20,19 @@ public:
     attribute_state state() const;
     void set(attribute_state state);
     void watch(std::function<void(const std::string&)> written);
+    void guard(attribute_guard guard);
 
 private:
     class opened;
 
     std::string text() const;
     int store(std::string_view written);
+    attribute_guard guarded() const;
 
     mutable std::mutex mutex_; // reads and writes come without the tree's lock
     attribute_state state_;
     std::function<void(const std::string&)> written_;
+    attribute_guard guard_;
 };
 
 } // namespace kt::terminal

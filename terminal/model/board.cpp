@@ -115,7 +115,7 @@ bool board::put_node(std::string_view path, std::shared_ptr<node> made, over all
     if (folder == nullptr)
         return false;
     const auto old = folder->look_up(name);
-    if (old != nullptr && (old->is_folder() || (allowed == over::files && old->waiting_bytes())))
+    if (old != nullptr && (old->is_folder() || (allowed == over::files && old->is_device())))
         return false;
     folder->put(std::move(name), std::move(made));
     return true;
@@ -149,6 +149,26 @@ bool board::watch_attribute(std::string_view path, std::function<void(const std:
         return false;
     found->watch(std::move(written));
     return true;
+}
+
+bool board::guard_attribute(std::string_view path, attribute_guard guard) const
+{
+    const auto found = std::dynamic_pointer_cast<attribute_file>(find(path));
+    if (found == nullptr)
+        return false;
+    found->guard(std::move(guard));
+    return true;
+}
+
+void board::wake(int source) const
+{
+    if (wake_listener_)
+        wake_listener_(source);
+}
+
+void board::set_wake_listener(std::function<void(int source)> listener)
+{
+    wake_listener_ = std::move(listener);
 }
 
 bool board::put_directory(std::string_view path)

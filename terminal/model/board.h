@@ -1,8 +1,10 @@
 /** The virtual board: a tree of nodes, the journal and the failure rules; all its other side is reached from here. */
 #pragma once
 
+#include "terminal/model/board_clock.h"
 #include "terminal/model/faults.h"
 #include "terminal/model/journal.h"
+#include "terminal/model/request.h"
 
 #include <cstdint>
 #include <functional>
@@ -19,6 +21,15 @@ namespace kt::terminal {
 class node;
 class directory;
 
+/** What woke the board: the number that the attribute kt_pm_event shows then. */
+namespace wake_source {
+inline constexpr int power_key = 1;
+inline constexpr int keypad = 2;
+inline constexpr int timer = 8;  /**< The board's wake-up timer, wakeup_msec. */
+inline constexpr int other = 16; /**< Any other, such as the charger or a person's command. */
+inline constexpr int wifi = 32;  /**< The Wi-Fi module. */
+} // namespace wake_source
+
 /** How an attribute takes what is written to it. */
 enum class attribute_kind {
     text,    /**< Keeps the bytes as written. */
@@ -30,6 +41,18 @@ struct attribute_state {
     std::string text;          /**< What a read shows, the line feed included. */
     std::uint32_t mode = 0644; /**< Permission bits. */
     attribute_kind kind = attribute_kind::text;
+};
+
+/**
+ * What stands before an attribute whose driver does more than keep a text. Each is called without locks when a program
+ * reads (from the start) or writes, and ends with exactly one of: the request failed, counted or answered, or @p go_on
+ * called with it, which shows or stores as for any attribute. Before or after that it may change the attribute by
+ * put_attribute(). It may keep the request and end it later, from any thread.
+ */
+struct attribute_guard {
+    using go_on = std::function<void(request_ptr)>;
+    std::function<void(request_ptr asked, go_on show)> read{};
+    std::function<void(request_ptr asked, const std::string& written, go_on store)> write{};
 };
 
 /** What a stand-in program does when the program runs it. */
@@ -51,6 +74,13 @@ public:
 
     journal& events() { return journal_; }
     faults& failures() { return faults_; }
+    board_clock& clock() { return clock_; }
+
+    /** Something happened for which a sleeping board wakes up: input, the radio, a timer. @p source is a wake_source.
+     */
+    void wake(int source) const;
+    /** Who is told of it; set before the board is filled. */
+    void set_wake_listener(std::function<void(int source)> listener);
 
     /** Makes or changes an attribute, its folders included. False: the place is taken by something else. */
     bool put_attribute(std::string_view path, attribute_state state);
@@ -60,6 +90,9 @@ public:
 
     /** Called after a program wrote to the attribute, with the new text. False: no such attribute. */
     bool watch_attribute(std::string_view path, std::function<void(const std::string& text)> written) const;
+
+    /** Puts a guard before an attribute; its guard goes with it when it is removed. False: no such attribute. */
+    bool guard_attribute(std::string_view path, attribute_guard guard) const;
 
     /** Makes an empty folder and those above it. */
     bool put_directory(std::string_view path);
@@ -132,6 +165,8 @@ private:
     std::map<std::string, device_maker, std::less<>> device_makers_; // set before the board is filled
     journal journal_;
     faults faults_;
+    board_clock clock_;
+    std::function<void(int)> wake_listener_;
     std::shared_ptr<directory> root_;
 };
 

@@ -99,6 +99,9 @@ public:
     /** For a device: the received bytes that wait to be read, which FIONREAD tells; negative: EIO, it was hung up. */
     virtual std::optional<int> waiting_bytes() const { return std::nullopt; }
 
+    /** True: only another device takes its place; it must be unplugged first. */
+    virtual bool is_device() const { return waiting_bytes().has_value(); }
+
     /** The other side took it off the board while programs may have it open. Called without the tree's lock. */
     virtual void unplugged() {}
 

@@ -1,7 +1,7 @@
 /** Where all that a modem does happens, one thing at a time: its lock, and the queue of what is to come. */
 #pragma once
 
-#include "terminal/ports/timers.h"
+#include "terminal/model/timers.h"
 
 #include <chrono>
 #include <functional>

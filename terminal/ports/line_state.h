@@ -6,7 +6,7 @@
 #include "terminal/ports/output_queue.h"
 #include "terminal/ports/settings.h"
 #include "terminal/ports/steps.h"
-#include "terminal/ports/timers.h"
+#include "terminal/model/timers.h"
 
 #include <chrono>
 #include <linux/serial.h>

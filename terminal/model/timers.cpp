@@ -1,5 +1,5 @@
 /** The timers' thread. */
-#include "terminal/ports/timers.h"
+#include "terminal/model/timers.h"
 
 #include <csignal>
 #include <thread>

@@ -1,4 +1,4 @@
-/** Things to do at a time: one thread for all serial lines. */
+/** Things to do at a time: one thread for all devices. */
 #pragma once
 
 #include <chrono>

@@ -1,0 +1,87 @@
+/** What a test does to keys, panel, battery, sleep and clock, as requests. */
+#include "terminal/client/connection.h"
+
+#include <nlohmann/json.hpp>
+
+namespace kt::terminal {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+json with_members(const char* operation, std::string_view members)
+{
+    json request = {{"op", operation}};
+    request.update(json::parse(members));
+    return request;
+}
+
+} // namespace
+
+void virtual_terminal::press(std::string_view key)
+{
+    (void)connection_->ask({{"op", "press"}, {"key", key}});
+}
+
+void virtual_terminal::release(std::string_view key)
+{
+    (void)connection_->ask({{"op", "release"}, {"key", key}});
+}
+
+void virtual_terminal::type(std::initializer_list<std::string_view> keys)
+{
+    json all = json::array();
+    for (const std::string_view key : keys)
+        all.push_back(key);
+    (void)connection_->ask({{"op", "type"}, {"keys", std::move(all)}});
+}
+
+void virtual_terminal::hold_key(std::string_view key, std::chrono::milliseconds time)
+{
+    (void)connection_->ask({{"op", "hold"}, {"key", key}, {"ms", time.count()}});
+}
+
+void virtual_terminal::tap(int x, int y)
+{
+    (void)connection_->ask({{"op", "tap"}, {"x", x}, {"y", y}});
+}
+
+void virtual_terminal::drag(int from_x, int from_y, int to_x, int to_y)
+{
+    (void)connection_->ask({{"op", "drag"}, {"from", {from_x, from_y}}, {"to", {to_x, to_y}}});
+}
+
+void virtual_terminal::input(std::string_view path, const std::vector<input_event_value>& events)
+{
+    json all = json::array();
+    for (const input_event_value& each : events)
+        all.push_back({each.type, each.code, each.value});
+    (void)connection_->ask({{"op", "input"}, {"path", path}, {"events", std::move(all)}});
+}
+
+void virtual_terminal::wake(int event)
+{
+    (void)connection_->ask({{"op", "wake"}, {"event", event}});
+}
+
+std::string virtual_terminal::sleep(std::string_view members)
+{
+    return connection_->ask(with_members("sleep", members)).dump();
+}
+
+std::string virtual_terminal::battery(std::string_view members)
+{
+    return connection_->ask(with_members("battery", members)).dump();
+}
+
+std::string virtual_terminal::tamper(std::string_view members)
+{
+    return connection_->ask(with_members("tamper", members)).dump();
+}
+
+std::string virtual_terminal::clock(std::string_view members)
+{
+    return connection_->ask(with_members("clock", members)).dump();
+}
+
+} // namespace kt::terminal
