@@ -33,4 +33,23 @@ inline std::uint32_t decimal_value(const char* text)
     return negative ? 0 - value : value;
 }
 
+/** The same for a signed number: one that does not fit becomes the nearest that does. */
+inline std::int32_t signed_decimal_value(const char* text)
+{
+    constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
+
+    while (*text == ' ' || (*text >= '\t' && *text <= '\r'))
+        ++text;
+    const bool negative = *text == '-';
+    if (negative || *text == '+')
+        ++text;
+    if (*text < '0' || *text > '9')
+        return 0;
+    const std::uint32_t magnitude = decimal_value(text);
+    if (negative)
+        return magnitude > static_cast<std::uint32_t>(most) ? least : -static_cast<std::int32_t>(magnitude);
+    return magnitude > static_cast<std::uint32_t>(most) ? most : static_cast<std::int32_t>(magnitude);
+}
+
 } // namespace kt

@@ -11,6 +11,12 @@ target_include_directories(kt_driver PUBLIC
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(kt_driver PRIVATE $<BUILD_INTERFACE:kt_warnings> $<BUILD_INTERFACE:kt_sanitized> Threads::Threads)
 
+# iniparser comes without a CMake package.
+find_path(INIPARSER_INCLUDE_DIR iniparser/iniparser.h REQUIRED)
+find_library(INIPARSER_LIBRARY iniparser REQUIRED)
+target_include_directories(kt_driver SYSTEM PRIVATE ${INIPARSER_INCLUDE_DIR})
+target_link_libraries(kt_driver PRIVATE ${INIPARSER_LIBRARY})
+
 # The terminal's flash is small: what nobody calls is left out.
 target_compile_options(kt_driver PRIVATE -ffunction-sections -fdata-sections)
 target_link_options(kt_driver PRIVATE -Wl,--gc-sections -Wl,--as-needed)

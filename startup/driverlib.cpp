@@ -1,6 +1,9 @@
 // The order in which the library comes up.
 #include "kt_driver/base.h"
+#include "kt_driver/clock.h"
+#include "kt_driver/input.h"
 #include "kt_driver/misc.h"
+#include "kt_driver/power.h"
 
 #include <csignal>
 
@@ -10,10 +13,13 @@ int kt_driverlib_init(void)
     // they decide board variants in every later step.
     (void)kt_base_init();
     (void)kt_misc_init();
-    // Here come, in this order: touch screen, main display, secondary display, power supply, real-time clock, encrypted
-    // flash file, contactless reader.
+    (void)kt_ts_init();
+    // Here come main display and secondary display.
+    (void)kt_supplypower_init();
+    (void)kt_rtc_init();
+    // Here come encrypted flash file and contactless reader.
     (void)std::signal(SIGPIPE, SIG_IGN);
-    // Here comes the keypad.
+    (void)kt_key_init();
     kt_srand_init(); // last: the seed takes the battery's voltage, which needs the power supply
     return 0;
 }

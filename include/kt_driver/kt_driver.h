@@ -19,9 +19,14 @@
 #define KT_DRIVER_KT_DRIVER_H
 
 #include <kt_driver/base.h>
+#include <kt_driver/clock.h>
+#include <kt_driver/config.h>
+#include <kt_driver/input.h>
 #include <kt_driver/misc.h>
 #include <kt_driver/net.h>
 #include <kt_driver/nfc.h>
+#include <kt_driver/power.h>
 #include <kt_driver/serial.h>
+#include <kt_driver/tamper.h>
 
 #endif
