@@ -27,6 +27,6 @@ endif()
 # The virtual terminal: its parts find each other relative to the program's own place, so their places are fixed.
 if(TARGET kt-terminal)
     install(TARGETS kt-terminal RUNTIME DESTINATION bin)
-    install(TARGETS kt_terminal_root kt_terminal_standin kt_terminal_multiplexer kt_terminal_pppd RUNTIME DESTINATION libexec/kt-terminal)
+    install(TARGETS kt_terminal_root kt_terminal_standin kt_terminal_multiplexer kt_terminal_hwclock kt_terminal_pppd RUNTIME DESTINATION libexec/kt-terminal)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/share/kt-terminal DESTINATION share FILES_MATCHING PATTERN "*.json")
 endif()

@@ -1,17 +1,22 @@
 /** Board, journal, control, program: in the order in which they need each other. */
 #include "terminal/session.h"
 
+#include "terminal/battery/battery.h"
+#include "terminal/clock/real_time_clock.h"
 #include "terminal/control/control_server.h"
 #include "terminal/control/log_file.h"
 #include "terminal/control/socket_folder.h"
 #include "terminal/fuse/server.h"
+#include "terminal/input/input_device.h"
 #include "terminal/model/board.h"
 #include "terminal/model/profile.h"
 #include "terminal/model/syslog_source.h"
 #include "terminal/modem/modem.h"
 #include "terminal/notifier/notifier.h"
 #include "terminal/ports/port.h"
+#include "terminal/secure/secure_processor.h"
 #include "terminal/signals.h"
+#include "terminal/sleep/suspend.h"
 
 #include <cerrno>
 #include <cstring>
@@ -59,7 +64,11 @@ launch_result run_session(const terminal_options& options, const std::string& bo
     std::optional<syslog_source> syslog; // the journal asks it as long as the board lives
     board shown;
     know_ports(shown);
+    know_inputs(shown);
+    know_secure_processor(shown);
+    know_real_time_clock(shown);
     const auto modems = know_modems(shown);
+    const auto batteries = know_batteries(shown);
     chosen.apply(shown);
     make_start_unique(shown);
     if (log)
@@ -69,6 +78,7 @@ launch_result run_session(const terminal_options& options, const std::string& bo
     start.stand_ins = chosen.programs();
     launch program(std::move(start));
     std::optional<fuse_server> files; // ended before the helper is waited for, who may be waiting for a file
+    const auto sleep = know_suspend(shown); // ended before the files, which show what waits in it
     std::optional<notifier> requests; // finds its nodes through the files
     control_server control(shown, chosen, {name, version}, [&program] { program.stop(); });
     control.listen_on(outside.take());
@@ -87,11 +97,12 @@ launch_result run_session(const terminal_options& options, const std::string& bo
         files->start();
     };
     const auto answer = [&](waiting_requests waiting) {
-        requests.emplace(shown, std::move(waiting.receiver), waiting.board_device,
+        requests.emplace(shown, notified_terminal{std::move(waiting.receiver), waiting.board_device, waiting.helper},
                          [&files](std::uint64_t number) { return files->known(number); });
     };
     launch_result result = program.run({serve, answer});
     requests.reset();
+    sleep->stop();
     if (files)
         files->stop();
     shown.events().append(end_of(result));

@@ -1,7 +1,6 @@
 /** What a test does to keys, panel, battery, sleep and clock, as requests. */
 #include "terminal/client/connection.h"
-
-#include <nlohmann/json.hpp>
+#include "terminal/json/json.h"
 
 namespace kt::terminal {
 
@@ -12,7 +11,7 @@ using json = nlohmann::ordered_json;
 json with_members(const char* operation, std::string_view members)
 {
     json request = {{"op", operation}};
-    request.update(json::parse(members));
+    request.update(parsed_json(members));
     return request;
 }
 

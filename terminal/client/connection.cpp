@@ -2,10 +2,10 @@
 #include "terminal/client/connection.h"
 
 #include "terminal/protocol/bytes_json.h"
+#include "terminal/json/json.h"
 
 #include <cerrno>
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -81,7 +81,7 @@ std::string virtual_terminal::connection::receive()
 json virtual_terminal::connection::ask(const json& request)
 {
     send(request.dump() + "\n");
-    json answer = json::parse(receive());
+    json answer = parsed_json(receive());
     if (!answer.value("ok", false))
         throw terminal_error(get_bytes(answer, "error").value_or("the terminal refused without a reason"));
     return answer;

@@ -5,10 +5,10 @@
 #include "terminal/own_folder.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
+#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace kt::terminal {

@@ -2,17 +2,20 @@
 #include "terminal/control/ctl.h"
 
 #include "terminal/client/virtual_terminal.h"
+#include "terminal/control/ctl_clock_request.h"
+#include "terminal/control/ctl_device_request.h"
 #include "terminal/control/ctl_request.h"
+#include "terminal/control/ctl_sleep_request.h"
 #include "terminal/control/event_text.h"
 #include "terminal/control/socket_folder.h"
 #include "terminal/own_folder.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
+#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 namespace kt::terminal {
@@ -67,7 +70,7 @@ virtual_terminal connect(const std::string& socket)
 
 json ask(virtual_terminal& terminal, const json& request)
 {
-    json answer = json::parse(terminal.exchange(request.dump()));
+    json answer = parsed_json(terminal.exchange(request.dump()));
     if (!answer.value("ok", false))
         throw terminal_error(get_bytes(answer, "error").value_or("refused"));
     return answer;
@@ -172,6 +175,12 @@ int print_answer(const std::string& command, const json& answer)
         for (const char* end : {"pty", "tcp_port"})
             if (answer.contains(end))
                 print((answer[end].is_string() ? answer[end].get<std::string>() : answer[end].dump()) + "\n");
+    } else if (command == "sleep") {
+        print(ctl_sleep_text(answer));
+    } else if (command == "clock") {
+        print(ctl_clock_text(answer));
+    } else if (command == "battery" || command == "tamper") {
+        print(ctl_device_text(answer));
     } else if (command == "hello") {
         print(answer.dump(4) + "\n");
     } else if (command == "wait") {
@@ -210,7 +219,7 @@ int run(word_list words)
     if (command == "json") {
         const std::string answer = terminal.exchange(ctl_words(words, {}, {}).operands(1, 1)[0]);
         print(answer + "\n");
-        return json::parse(answer).value("ok", false) ? done : refused;
+        return parsed_json(answer).value("ok", false) ? done : refused;
     }
     return print_answer(command, ask(terminal, request));
 }

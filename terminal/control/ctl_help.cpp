@@ -48,6 +48,33 @@ Speaks to a running terminal: the only one, or that called NAME.
   hang-up PATH                 hang up
   bridge PATH pty|tcp[:N]|none lead a line to a pty or a TCP port of 127.0.0.1; print which
 
+  press KEY, release KEY       a key goes down, or up: 1 to 9, 0, enter, esc, dot, slash, f1, f2, up, down, delete, power,
+                               or the number of an input code, 10 and higher
+  type KEY...                  each key goes down and up
+  hold KEY MS                  a key goes down, repeats, and goes up after so long
+  tap X Y                      a finger touches the panel
+  drag X1 Y1 X2 Y2 [--steps N] [--ms MS]
+                               a finger moves over the panel, at once or within MS
+                               (all of these: [--path /dev/input/eventN])
+  input PATH TYPE,CODE,VALUE...
+                               an input device reports these events: "input /dev/input/event1 1,28,1 0,0,0"
+  input-device PATH NAME [bus=25] [vendor=N] [product=N] [version=N]
+                               plug in an input device: "input-device /dev/input/event5 kt_touch bus=25"; "remove" unplugs it
+
+  sleep                        print whether the board sleeps, and what it woke up by last
+  sleep fast|real              skip the time until its wake-up timer fires, or sleep it
+      [--pending MS]           a wake-up event lasts so long from now
+  wake [EVENT]                 wake it up, as another (16): 1 power key, 2 keypad, 8 timer, 32 Wi-Fi
+
+  battery [NAME=VALUE...]      print the battery, after changes: capacity=15 mains=on speed=3600 (an hour a second; 0 halts)
+                               charge_rate discharge_rate (percent an hour), or any of its properties to show whatever
+                               happens, "status=Not charging" temp=451; "temp=" gives it back
+  clock                        print the program's time, how far it is ahead of the desk's, and the hardware clock's
+  clock set TIME               set the first: seconds since 1970, or "2026-11-15 10:00:00" (UTC)
+  clock advance MS             let time go by, for both
+  tamper [NAME=VALUE...]       print the tamper words, after changes: status=0x10 ram=0x12345678, and silent=on, off or a
+                               number of reads that the secure processor does not answer
+
   terminals                    print the running terminals
   hello                        print what a terminal says of itself
   stop                         end the program

@@ -3,10 +3,10 @@
 
 #include "terminal/control/ctl_request.h"
 #include "terminal/protocol/bytes_json.h"
+#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <charconv>
-#include <nlohmann/json.hpp>
 
 namespace kt::terminal {
 

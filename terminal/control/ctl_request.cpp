@@ -1,12 +1,16 @@
 /** The commands of `ctl`, each a few lines from words to keys. */
 #include "terminal/control/ctl_request.h"
 
+#include "terminal/control/ctl_clock_request.h"
+#include "terminal/control/ctl_device_request.h"
+#include "terminal/control/ctl_input_request.h"
 #include "terminal/control/ctl_line_request.h"
+#include "terminal/control/ctl_sleep_request.h"
 #include "terminal/protocol/bytes_json.h"
+#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <charconv>
-#include <nlohmann/json.hpp>
 
 namespace kt::terminal {
 
@@ -193,6 +197,14 @@ json ctl_request(const std::string& command, const word_list& words)
         (void)ctl_words(words, {}, {}).operands(0, 0);
         return {{"op", command}};
     }
+    if (json request = ctl_input_request(command, words); !request.is_null())
+        return request;
+    if (json about_sleep = ctl_sleep_request(command, words); !about_sleep.is_null())
+        return about_sleep;
+    if (json about_device = ctl_device_request(command, words); !about_device.is_null())
+        return about_device;
+    if (json about_clock = ctl_clock_request(command, words); !about_clock.is_null())
+        return about_clock;
     return ctl_line_request(command, words);
 }
 

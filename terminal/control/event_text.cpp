@@ -55,8 +55,10 @@ std::string event_text(const event& happened)
         for (const std::string& each : happened.arguments)
             line.append(" ").append(quoted(each));
     }
-    if (happened.kind == "exit")
+    if (happened.kind == "exit" || (happened.kind == "wake" && happened.error.empty()))
         line.append(" ").append(std::to_string(happened.result));
+    if (happened.kind == "wake")
+        line.append(" after ").append(std::to_string(happened.size)).append(" ms");
     if (!happened.error.empty())
         line += " -> " + happened.error;
     return line;

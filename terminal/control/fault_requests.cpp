@@ -4,8 +4,7 @@
 #include "terminal/control/request_values.h"
 #include "terminal/model/errno_names.h"
 #include "terminal/protocol/bytes_json.h"
-
-#include <nlohmann/json.hpp>
+#include "terminal/json/json.h"
 
 namespace kt::terminal {
 

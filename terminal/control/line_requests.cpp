@@ -3,10 +3,10 @@
 
 #include "terminal/control/request_values.h"
 #include "terminal/protocol/bytes_json.h"
+#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <array>
-#include <nlohmann/json.hpp>
 #include <sys/ioctl.h>
 #include <utility>
 

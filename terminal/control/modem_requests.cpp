@@ -3,8 +3,7 @@
 #include "terminal/control/requests.h"
 #include "terminal/modem/modem.h"
 #include "terminal/protocol/bytes_json.h"
-
-#include <nlohmann/json.hpp>
+#include "terminal/json/json.h"
 
 namespace kt::terminal {
 

@@ -2,9 +2,9 @@
 #include "terminal/control/request_values.h"
 
 #include "terminal/protocol/bytes_json.h"
+#include "terminal/json/json.h"
 
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 namespace kt::terminal {
 

@@ -4,11 +4,11 @@
 #include "terminal/control/request_values.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
+#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <array>
 #include <fnmatch.h>
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 namespace kt::terminal {
@@ -70,6 +70,12 @@ struct requests::operation {
         return accepted((all.lines_.*Member)(asked));
     }
 
+    template <json (input_requests::*Member)(const json&)>
+    static std::string inputs(requests& all, const json& asked)
+    {
+        return accepted((all.inputs_.*Member)(asked));
+    }
+
     template <json (fault_requests::*Member)(const json&)>
     static std::string rules(requests& all, const json& asked)
     {
@@ -78,6 +84,8 @@ struct requests::operation {
 
     static parked_request wait(requests& all, const json& asked) { return all.wait(asked); }
     static parked_request expect(requests& all, const json& asked) { return all.lines_.expect(asked); }
+    static parked_request hold(requests& all, const json& asked) { return all.inputs_.hold(asked); }
+    static parked_request drag(requests& all, const json& asked) { return all.inputs_.drag(asked); }
 };
 
 const requests::operation requests::operations[] = {
@@ -107,6 +115,22 @@ const requests::operation requests::operations[] = {
     {"hang_up", operation::lines<&line_requests::hang_up>, nullptr, {"path"}},
     {"bridge", operation::lines<&line_requests::bridge>, nullptr, {"path", "to", "tcp_port"}},
     {"modem", operation::own<&requests::modem>, nullptr, {"path", "set", "do", "port"}},
+    {"input_device",
+     operation::inputs<&input_requests::input_device>,
+     nullptr,
+     {"path", "name", "bus", "vendor", "product", "version"}},
+    {"press", operation::inputs<&input_requests::press>, nullptr, {"path", "key"}},
+    {"release", operation::inputs<&input_requests::release>, nullptr, {"path", "key"}},
+    {"type", operation::inputs<&input_requests::type>, nullptr, {"path", "keys"}},
+    {"hold", nullptr, operation::hold, {"path", "key", "ms"}},
+    {"tap", operation::inputs<&input_requests::tap>, nullptr, {"path", "x", "y"}},
+    {"drag", nullptr, operation::drag, {"path", "from", "to", "steps", "ms"}},
+    {"input", operation::inputs<&input_requests::input>, nullptr, {"path", "events"}},
+    {"sleep", operation::own<&requests::sleep>, nullptr, {"fast", "pending_ms"}},
+    {"wake", operation::own<&requests::wake>, nullptr, {"event"}},
+    {"battery", operation::own<&requests::battery>, nullptr, {"set"}},
+    {"tamper", operation::own<&requests::tamper>, nullptr, {"set"}},
+    {"clock", operation::own<&requests::clock>, nullptr, {"set", "advance_ms"}},
     {"stop", operation::own<&requests::stop>, nullptr, {}},
 };
 
@@ -117,14 +141,15 @@ requests::requests(board& asked, const profile& actions, terminal_identity ident
       identity_(std::move(identity)),
       stop_(std::move(stop)),
       rules_(asked),
-      lines_(asked, std::move(try_again))
+      lines_(asked, try_again),
+      inputs_(asked, std::move(try_again))
 {
 }
 
 std::variant<std::string, parked_request> requests::answer(std::string_view line)
 {
     try {
-        const json asked = json::parse(line, [](int depth, json::parse_event_t, const json&) {
+        const json asked = parsed_json(line, [](int depth, json::parse_event_t, const json&) {
             if (depth > deepest)
                 throw refusal("the request is nested too deeply");
             return true;
@@ -139,6 +164,7 @@ std::variant<std::string, parked_request> requests::answer(std::string_view line
         for (const auto& [key, value] : asked.items())
             if (key != "op" && !known->takes(key))
                 throw refusal("\"" + name + "\" takes no \"" + key + "\"");
+        catch_up();
         if (known->act != nullptr)
             return known->act(*this, asked);
         parked_request waiting = known->park(*this, asked);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "terminal/control/fault_requests.h"
+#include "terminal/control/input_requests.h"
 #include "terminal/control/line_requests.h"
 #include "terminal/control/parked_request.h"
 #include "terminal/model/board.h"
@@ -54,6 +55,12 @@ private:
     json actions(const json& asked);
     json stop(const json& asked);
     json modem(const json& asked); // modem_requests.cpp
+    json sleep(const json& asked); // sleep_requests.cpp
+    json wake(const json& asked);  // sleep_requests.cpp
+    json battery(const json& asked); // battery_requests.cpp
+    json tamper(const json& asked);  // tamper_requests.cpp
+    json clock(const json& asked);   // clock_requests.cpp
+    void catch_up();                 // battery_requests.cpp
     parked_request wait(const json& asked);
 
     struct operation;
@@ -65,6 +72,7 @@ private:
     const std::function<void()> stop_;
     fault_requests rules_;
     line_requests lines_;
+    input_requests inputs_;
 };
 
 } // namespace kt::terminal

@@ -141,6 +141,12 @@ void attribute_file::set(attribute_state state)
     state_ = std::move(state);
 }
 
+void attribute_file::set_text(std::string text)
+{
+    const std::lock_guard lock(mutex_);
+    state_.text = std::move(text);
+}
+
 void attribute_file::watch(std::function<void(const std::string&)> written)
 {
     const std::lock_guard lock(mutex_);

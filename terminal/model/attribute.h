@@ -19,6 +19,7 @@ public:
 
     attribute_state state() const;
     void set(attribute_state state);
+    void set_text(std::string text);
     void watch(std::function<void(const std::string&)> written);
     void guard(attribute_guard guard);
 

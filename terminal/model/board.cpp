@@ -123,7 +123,17 @@ bool board::put_node(std::string_view path, std::shared_ptr<node> made, over all
 
 bool board::put_attribute(std::string_view path, attribute_state state)
 {
-    const std::lock_guard lock(tree_mutex_);
+    {
+        const std::lock_guard lock(tree_mutex_);
+        if (!put_attribute_locked(path, std::move(state)))
+            return false;
+    }
+    tell_followers(path);
+    return true;
+}
+
+bool board::put_attribute_locked(std::string_view path, attribute_state state)
+{
     if (const auto old = find_locked(path)) {
         auto* known = dynamic_cast<attribute_file*>(old.get());
         if (known == nullptr)
@@ -132,6 +142,29 @@ bool board::put_attribute(std::string_view path, attribute_state state)
         return true;
     }
     return put_node(path, std::make_shared<attribute_file>(std::move(state)));
+}
+
+bool board::put_text(std::string_view path, std::string text) const
+{
+    const auto found = std::dynamic_pointer_cast<attribute_file>(find(path));
+    if (found == nullptr)
+        return false;
+    found->set_text(std::move(text));
+    return true;
+}
+
+void board::follow_attribute(std::string path, std::function<void()> changed)
+{
+    followers_.emplace(std::move(path), std::move(changed));
+}
+
+/** Those of a path and of all below it. */
+void board::tell_followers(std::string_view path) const
+{
+    path = path.substr(0, path.find_last_not_of('/') + 1);
+    for (auto each = followers_.lower_bound(path); each != followers_.end() && each->first.starts_with(path); ++each)
+        if (each->first.size() == path.size() || each->first[path.size()] == '/')
+            each->second();
 }
 
 std::optional<attribute_state> board::attribute(std::string_view path) const
@@ -253,6 +286,7 @@ bool board::remove(std::string_view path)
         tell();
     for (const auto& each : all_gone)
         each->unplugged();
+    tell_followers(path);
     return true;
 }
 

@@ -91,6 +91,16 @@ public:
     /** Called after a program wrote to the attribute, with the new text. False: no such attribute. */
     bool watch_attribute(std::string_view path, std::function<void(const std::string& text)> written) const;
 
+    /** Changes what an attribute shows and nothing else of it: a device's own news, of which no follower is told. False:
+     * no such attribute. */
+    bool put_text(std::string_view path, std::string text) const;
+
+    /**
+     * Called, without locks, after the other side put this attribute or took it away, so that a device finds it again. For
+     * good, so it may not own what ends before the board. Given before the board is filled.
+     */
+    void follow_attribute(std::string path, std::function<void()> changed);
+
     /** Puts a guard before an attribute; its guard goes with it when it is removed. False: no such attribute. */
     bool guard_attribute(std::string_view path, attribute_guard guard) const;
 
@@ -152,6 +162,8 @@ public:
 
 private:
     std::shared_ptr<node> find_locked(std::string_view path) const;
+    bool put_attribute_locked(std::string_view path, attribute_state state);
+    void tell_followers(std::string_view path) const;
     std::shared_ptr<node> make_folders(std::string_view path, std::string& last);
 
     /** What a new node may take the place of: only a device may replace one, others are unplugged first. */
@@ -163,6 +175,7 @@ private:
     mutable std::mutex programs_mutex_;
     std::map<std::string, program_answer, std::less<>> programs_;
     std::map<std::string, device_maker, std::less<>> device_makers_; // set before the board is filled
+    std::multimap<std::string, std::function<void()>, std::less<>> followers_; // set before the board is filled
     journal journal_;
     faults faults_;
     board_clock clock_;

@@ -44,7 +44,16 @@ void board_clock::set(const timespec& to)
 
 void board_clock::advance(nanoseconds by)
 {
-    change([&] { offset_ += by; });
+    change([&] {
+        offset_ += by;
+        skipped_ += by;
+    });
+}
+
+nanoseconds board_clock::skipped() const
+{
+    const std::lock_guard lock(mutex_);
+    return skipped_;
 }
 
 void board_clock::set_listener(std::function<void()> changed)

@@ -17,7 +17,10 @@ public:
     nanoseconds offset() const;
     timespec now() const;
     void set(const timespec& to);
+    /** Time goes by that did not go by on the desk. */
     void advance(nanoseconds by);
+    /** How much did so. */
+    nanoseconds skipped() const;
 
     /** Called, without locks, after each change. */
     void set_listener(std::function<void()> changed);
@@ -27,6 +30,7 @@ private:
 
     mutable std::mutex mutex_;
     nanoseconds offset_{0};
+    nanoseconds skipped_{0};
     std::function<void()> changed_;
 };
 

@@ -20,7 +20,9 @@ struct event {
      * request, data), "missing" (path: a look-up that found nothing), "create", "remove" (path), "rename" (path,
      * arguments[0]: the new path), "shell" (data: the command text behind -c; arguments), "program" (path: the
      * stand-in's name; arguments), "syslog" (priority, path: the identity, data: the text), "power" (data: "restart" or
-     * "off"), "exit" (result).
+     * "off"), "sleep" (data: the word that was written, "mem"), "wake" (result: the wake_source, size: milliseconds
+     * asleep, with what was skipped; error: "EINTR" after a signal), "clock" (data: the new time of the program's clock, "SECONDS.NANOSECONDS";
+     * empty: a time zone only, or a time that was refused), "exit" (result).
      */
     std::string kind;
     std::string path;

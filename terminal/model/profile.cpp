@@ -1,6 +1,7 @@
 /** Finding profiles, and putting one on a board. */
 #include "terminal/model/profile.h"
 
+#include "terminal/model/node.h"
 #include "terminal/model/profile_reader.h"
 #include "terminal/own_folder.h"
 
@@ -141,8 +142,8 @@ void profile::put_devices(board& target, const changes& wanted) const
             (void)target.remove(path);
             continue;
         }
-        if (target.find(path) != nullptr)
-            continue;
+        if (const auto there = target.find(path); there != nullptr && !there->is_folder())
+            continue; // a folder may hold attributes for the device that is to come
         try {
             if (!target.make_device(device->kind, path, device->options))
                 throw profile_error(device->place + ": kind: there is no \"" + device->kind + "\"");

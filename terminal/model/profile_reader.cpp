@@ -1,11 +1,12 @@
 /** The sections and values of a profile's file. */
 #include "terminal/model/profile_reader.h"
 
+#include "terminal/json/json.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <set>
 
 namespace kt::terminal {
@@ -17,20 +18,27 @@ using json = nlohmann::ordered_json;
 constexpr int most_ancestors = 8;
 constexpr std::size_t page = 4096; // what an attribute can show
 
-/** Lays changes over changes: a place that is taken away goes with all below it. */
+/** Takes away what places of another map are taken away for, with all below them. */
+template <typename Changes, typename Others>
+void take_away(Changes& below, const Others& above)
+{
+    for (const auto& [path, state] : above) {
+        if (state)
+            continue;
+        const std::string inside = path + "/";
+        std::erase_if(below, [&, &path = path](const auto& each) {
+            return each.first == path || each.first.starts_with(inside);
+        });
+    }
+}
+
+/** Lays changes over changes. */
 template <typename Changes>
 void lay_over(Changes& below, const Changes& above)
 {
-    for (const auto& [path, state] : above) {
-        if (!state) {
-            const std::string inside = path + "/";
-            std::erase_if(below, [&, &path = path](const auto& each) {
-                return each.first == path || each.first.starts_with(inside);
-            });
-        } else {
+    for (const auto& [path, state] : above)
+        if (state)
             below.insert_or_assign(path, state);
-        }
-    }
 }
 
 /** Refuses a key that stands twice in one object, where the parser would let the last one win. */
@@ -61,7 +69,7 @@ json parse(const std::string& file)
     try {
         constexpr bool throwing = true;
         constexpr bool comments = true;
-        return json::parse(text, twice_detector(), throwing, comments);
+        return parsed_json(text, twice_detector(), throwing, comments);
     } catch (const json::parse_error& error) {
         const std::string what = error.what(); // "[json.exception.parse_error.101] parse error at line 3, column 5: …"
         throw profile_error(file + ": " + what.substr(std::min(what.find("] ") + 2, what.size())));
@@ -124,6 +132,11 @@ void profile_reader::lay(const std::string& path, int depth)
             sections[key] = top[key];
     profile::changes changed;
     action(sections, "", changed);
+    // A supply is a device and a folder of attributes: either section takes all of it away.
+    take_away(profile_.at_start_.attributes, changed.attributes);
+    take_away(profile_.at_start_.attributes, changed.devices);
+    take_away(profile_.at_start_.devices, changed.attributes);
+    take_away(profile_.at_start_.devices, changed.devices);
     lay_over(profile_.at_start_.attributes, changed.attributes);
     lay_over(profile_.at_start_.devices, changed.devices);
 }
@@ -208,8 +221,8 @@ void profile_reader::devices(const json& section, const std::string& place, prof
 {
     for (const auto& [at, value] : object(section, place).items()) {
         const std::string here = place + ": " + at;
-        if (!path(at, here).starts_with("/dev/"))
-            refuse(here, "must lie below /dev");
+        if (!path(at, here).starts_with("/dev/") && !at.starts_with("/sys/class/power_supply/"))
+            refuse(here, "must lie below /dev or /sys/class/power_supply");
         if (value.is_null()) {
             into.devices.emplace(at, std::nullopt);
             continue;

@@ -2,8 +2,8 @@
 #include "terminal/modem/modem.h"
 #include "terminal/ppp/link.h"
 #include "terminal/protocol/bytes_json.h"
+#include "terminal/json/json.h"
 
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace kt::terminal {
@@ -127,7 +127,7 @@ void change_one(modem_settings& settings, const std::string& name, const json& v
 
 void change_settings(modem_settings& settings, const std::string& text)
 {
-    const json given = json::parse(text);
+    const json given = parsed_json(text);
     if (!given.is_object())
         throw std::invalid_argument("a modem's settings are an object");
     modem_settings changed = settings;

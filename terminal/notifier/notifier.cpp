@@ -4,16 +4,22 @@
 #include "terminal/fuse/callers.h"
 #include "terminal/model/board.h"
 #include "terminal/model/errno_names.h"
+#include "terminal/notified_calls.h"
 #include "terminal/notifier/caller_files.h"
+#include "terminal/notifier/clock_calls.h"
 #include "terminal/notifier/receiver.h"
+#include "terminal/notifier/time_functions.h"
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <list>
+#include <mutex>
 #include <poll.h>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <sys/eventfd.h>
 #include <thread>
 #include <utility>
@@ -24,6 +30,12 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
+
+/** What a failure rule on setting the clock names, with access::write. */
+constexpr std::string_view clock_place = "clock";
+
+/** How long a change of the clock waits for the programs to read the new time. */
+constexpr auto longest_change = 5s;
 
 /** While a call hangs: how often its rule and its caller are looked after. */
 constexpr auto hang_step = 5ms;
@@ -36,31 +48,62 @@ struct question {
     bool journalled = true;
 };
 
-/** A question that a rule holds back. */
-struct held_question {
-    question asked;
+/** A call that a rule holds back. */
+struct held_call {
+    waiting_call call;
     verdict ruled;
     clock::time_point due;
+    std::function<void(int error)> finish;
+};
+
+/** What other threads say to the notifier's; it outlives neither, but a call of the listener may. */
+struct clock_changes {
+    std::mutex mutex;
+    std::condition_variable done;
+    std::uint64_t told = 0;
+    std::uint64_t handled = 0;
+    bool over = false;
+    std::thread::id answerer;
+    const descriptor changed{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+
+    /** Returns when the programs read the new time, or cannot be waited for. */
+    void tell()
+    {
+        std::unique_lock lock(mutex);
+        if (over || std::this_thread::get_id() == answerer)
+            return;
+        const std::uint64_t mine = ++told;
+        (void)eventfd_write(changed.get(), 1);
+        done.wait_for(lock, longest_change, [&] { return over || handled >= mine; });
+    }
 };
 
 } // namespace
 
 struct notifier::parts {
-    parts(board& board_shown, descriptor notified, unsigned device, node_finder finder)
+    parts(board& board_shown, notified_terminal from, node_finder finder)
         : shown(board_shown),
-          calls(std::move(notified)),
-          board_device(device),
+          calls(std::move(from.receiver)),
+          board_device(from.board_device),
           find(std::move(finder)),
-          stop(eventfd(0, EFD_CLOEXEC))
+          stop(eventfd(0, EFD_CLOEXEC)),
+          changes(std::make_shared<clock_changes>()),
+          functions(from.helper)
     {
-        if (!stop)
+        if (!stop || !changes->changed)
             throw std::runtime_error("cannot make an event descriptor");
     }
 
     std::optional<question> about_device(const waiting_call& call) const;
     void take(const waiting_call& call);
-    void finish(const question& asked, int error);
+    void take_count(const waiting_call& call);
+    void take_setting(const waiting_call& call);
+    void take_reading(const waiting_call& call);
+    void rule_on(const waiting_call& call, const std::optional<verdict>& ruled, std::function<void(int error)> finish);
+    void finish_count(const question& asked, int error);
+    void finish_setting(const waiting_call& call, clock_wish wish, int error);
     void finish_held();
+    void follow_clock();
     int timeout_ms() const;
     void work();
 
@@ -69,15 +112,18 @@ struct notifier::parts {
     const unsigned board_device;
     const node_finder find;
     const descriptor stop;
+    const std::shared_ptr<clock_changes> changes;
     callers known;
-    std::list<held_question> held;
+    clock_calls clocks;
+    time_functions functions;
+    std::list<held_call> held;
     std::thread thread;
 };
 
 /** Nothing: the kernel knows the answer. */
 std::optional<question> notifier::parts::about_device(const waiting_call& call) const
 {
-    const auto number = board_file(call.thread, call.descriptor, board_device);
+    const auto number = board_file(call.thread, static_cast<int>(call.arguments[0]), board_device);
     const node_ptr device = number ? find(*number) : nullptr;
     if (device == nullptr)
         return std::nullopt;
@@ -92,18 +138,54 @@ std::optional<question> notifier::parts::about_device(const waiting_call& call) 
 
 void notifier::parts::take(const waiting_call& call)
 {
-    auto asked = about_device(call);
+    if (call.way != nullptr && call.number == call.way->ioctl)
+        return take_count(call);
+    if (clock_calls::sets(call))
+        return take_setting(call);
+    if (clock_calls::reads(call))
+        return take_reading(call);
+    if (call.way != nullptr)
+        functions.begin(call.thread); // the call that each program makes as it starts
+    calls.let_through(call);
+}
+
+void notifier::parts::rule_on(const waiting_call& call, const std::optional<verdict>& ruled,
+                              std::function<void(int error)> finish)
+{
+    if (ruled && (ruled->hang || ruled->delay.count() > 0))
+        held.push_back({call, *ruled, clock::now() + ruled->delay, std::move(finish)});
+    else
+        finish(ruled ? ruled->error : 0);
+}
+
+void notifier::parts::take_count(const waiting_call& call)
+{
+    const auto asked = about_device(call);
     if (!asked)
         return calls.let_through(call);
-    const auto ruled = shown.failures().next(asked->path, access::ioctl);
-    if (ruled && (ruled->hang || ruled->delay.count() > 0))
-        held.push_back({std::move(*asked), *ruled, clock::now() + ruled->delay});
-    else
-        finish(*asked, ruled ? ruled->error : 0);
+    rule_on(call, shown.failures().next(asked->path, access::ioctl),
+            [this, asked = *asked](int error) { finish_count(asked, error); });
+}
+
+void notifier::parts::take_setting(const waiting_call& call)
+{
+    clock_wish wish = clocks.wish_of(call);
+    rule_on(call, shown.failures().next(clock_place, access::write),
+            [this, call, wish = std::move(wish)](int error) { finish_setting(call, wish, error); });
+}
+
+/** As long as the board has no time of its own, the kernel tells the desk's. */
+void notifier::parts::take_reading(const waiting_call& call)
+{
+    if (!functions.replaced())
+        return calls.let_through(call);
+    std::int64_t result = 0;
+    const int error = clocks.read(call, shown.clock(), result);
+    calls.answer(call, error, result);
 }
 
 /** The journal's line is written before the answer goes out. */
-void notifier::parts::finish(const question& asked, int error)
+void notifier::parts::finish_count(const question& asked, int error)
 {
     if (!calls.still_waits(asked.call))
         return;
@@ -115,7 +197,7 @@ void notifier::parts::finish(const question& asked, int error)
         }
         if (count < 0)
             error = EIO;
-        else if (!receiver::copy_out(asked.call, count))
+        else if (!receiver::copy_out(asked.call, asked.call.arguments[2], &count, sizeof count))
             error = EFAULT;
     }
     if (asked.journalled) {
@@ -125,7 +207,7 @@ void notifier::parts::finish(const question& asked, int error)
         line.path = asked.path;
         line.pid = who.pid;
         line.tid = who.tid;
-        line.request = asked.call.request;
+        line.request = static_cast<std::uint32_t>(asked.call.arguments[1]);
         if (error == 0)
             line.data.assign(reinterpret_cast<const char*>(&count), sizeof count);
         else
@@ -135,14 +217,43 @@ void notifier::parts::finish(const question& asked, int error)
     calls.answer(asked.call, error);
 }
 
+/** The caller's next reading gives the new time: that is seen to before the answer. */
+void notifier::parts::finish_setting(const waiting_call& call, clock_wish wish, int error)
+{
+    if (!calls.still_waits(call))
+        return;
+    if (error == 0)
+        error = wish.error;
+    const caller who = known.known_as(call.thread);
+    event line;
+    line.kind = "clock";
+    line.pid = who.pid;
+    line.tid = who.tid;
+    line.data = wish.text();
+    if (error != 0)
+        line.error = errno_name(error);
+    shown.events().append(std::move(line));
+    if (error == 0 && wish.time) {
+        shown.clock().set(*wish.time);
+        follow_clock();
+    }
+    calls.answer(call, error);
+}
+
+void notifier::parts::follow_clock()
+{
+    if (shown.clock().offset().count() != 0)
+        functions.replace();
+}
+
 void notifier::parts::finish_held()
 {
     const auto now = clock::now();
-    held.remove_if([&](const held_question& each) {
+    held.remove_if([&](const held_call& each) {
         const bool goes_on = each.due <= now && !(each.ruled.hang && shown.failures().stands(each.ruled.rule));
         if (goes_on)
-            finish(each.asked, each.ruled.error);
-        return goes_on || !calls.still_waits(each.asked.call);
+            each.finish(each.ruled.error);
+        return goes_on || !calls.still_waits(each.call);
     });
 }
 
@@ -152,15 +263,32 @@ int notifier::parts::timeout_ms() const
         return -1;
     const auto now = clock::now();
     clock::duration wait = 1h;
-    for (const held_question& each : held)
+    for (const held_call& each : held)
         wait = std::min(wait, each.ruled.hang || each.due <= now ? hang_step : each.due - now);
     return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(wait).count());
 }
 
 void notifier::parts::work()
 {
-    pollfd events[] = {{calls.descriptor_number(), POLLIN, 0}, {stop.get(), POLLIN, 0}};
-    while (poll(events, 2, timeout_ms()) >= 0 && events[1].revents == 0) {
+    {
+        const std::lock_guard lock(changes->mutex);
+        changes->answerer = std::this_thread::get_id();
+    }
+    follow_clock();
+    pollfd events[] = {
+        {calls.descriptor_number(), POLLIN, 0}, {stop.get(), POLLIN, 0}, {changes->changed.get(), POLLIN, 0}};
+    while (poll(events, 3, timeout_ms()) >= 0 && events[1].revents == 0) {
+        if (events[2].revents != 0) {
+            eventfd_t ignored = 0;
+            (void)eventfd_read(changes->changed.get(), &ignored);
+            std::unique_lock lock(changes->mutex);
+            const std::uint64_t up_to = changes->told;
+            lock.unlock();
+            follow_clock();
+            lock.lock();
+            changes->handled = up_to;
+            changes->done.notify_all();
+        }
         if ((events[0].revents & POLLIN) != 0) {
             if (const auto call = calls.next())
                 take(*call);
@@ -169,11 +297,15 @@ void notifier::parts::work()
         }
         finish_held();
     }
+    const std::lock_guard lock(changes->mutex);
+    changes->over = true;
+    changes->done.notify_all();
 }
 
-notifier::notifier(board& shown, descriptor receiver, unsigned board_device, node_finder find)
-    : parts_(std::make_unique<parts>(shown, std::move(receiver), board_device, std::move(find)))
+notifier::notifier(board& shown, notified_terminal from, node_finder find)
+    : parts_(std::make_unique<parts>(shown, std::move(from), std::move(find)))
 {
+    shown.clock().set_listener([changes = parts_->changes] { changes->tell(); });
     // The program's signals belong to the main thread.
     sigset_t all;
     sigset_t before;
@@ -185,6 +317,7 @@ notifier::notifier(board& shown, descriptor receiver, unsigned board_device, nod
 
 notifier::~notifier()
 {
+    parts_->shown.clock().set_listener(nullptr);
     (void)eventfd_write(parts_->stop.get(), 1);
     parts_->thread.join();
 }

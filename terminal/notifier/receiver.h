@@ -3,6 +3,7 @@
 
 #include "terminal/descriptor.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <sys/types.h>
@@ -10,13 +11,15 @@
 
 namespace kt::terminal {
 
-/** One FIONREAD. */
+struct way_in;
+
+/** One call. */
 struct waiting_call {
     std::uint64_t id = 0;
-    pid_t thread = 0; /**< By this process's numbers. */
-    int descriptor = -1;
-    std::uint32_t request = 0;
-    std::uint64_t address = 0; /**< Where the caller wants the count. */
+    pid_t thread = 0;            /**< By this process's numbers. */
+    const way_in* way = nullptr; /**< How it came; null: by none of those that are known. */
+    unsigned number = 0;
+    std::uint64_t arguments[3] = {};
 };
 
 /** Threads: one. */
@@ -34,17 +37,18 @@ public:
     /** False: its caller is gone; its number may soon be another's. */
     bool still_waits(const waiting_call& call) const;
 
-    /** Copies to the caller's memory; false: a bad address. */
-    static bool copy_out(const waiting_call& call, int count);
+    /** Copies to the caller's memory, or from there; false: a bad address. */
+    static bool copy_out(const waiting_call& call, std::uint64_t address, const void* from, std::size_t size);
+    static bool copy_in(const waiting_call& call, void* to, std::uint64_t address, std::size_t size);
 
-    /** Ends a call: with 0, or with an errno. */
-    void answer(const waiting_call& call, int error);
+    /** Ends a call: with an errno, or with a result. */
+    void answer(const waiting_call& call, int error, std::int64_t result = 0);
 
     /** Lets the kernel do the call. */
     void let_through(const waiting_call& call);
 
 private:
-    void send(std::uint64_t id, int error, std::uint32_t flags);
+    void send(std::uint64_t id, int error, std::int64_t result, std::uint32_t flags);
 
     descriptor notified_;
     std::vector<std::uint64_t> question_; // as long as this kernel's records are

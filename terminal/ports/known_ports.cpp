@@ -2,16 +2,16 @@
 #include "terminal/ports/recorder.h"
 
 #include "terminal/model/board.h"
+#include "terminal/json/json.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace kt::terminal {
 
 namespace {
 
-using json = nlohmann::json;
+using json = nlohmann::ordered_json;
 
 constexpr unsigned fastest = 4'000'000;
 
@@ -50,7 +50,7 @@ std::optional<framing> framing_in(const json& options)
 
 void make_port(board& on, const std::string& path, const std::string& options)
 {
-    const json read = json::parse(options, nullptr, false);
+    const json read = parsed_json(options, nullptr, false);
     if (!read.is_object())
         throw std::invalid_argument("a port's options must be an object");
     const auto other = framing_in(read);

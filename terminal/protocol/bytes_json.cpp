@@ -1,8 +1,9 @@
 /** Text or digits, whichever the bytes allow. */
 #include "terminal/protocol/bytes_json.h"
 
+#include "terminal/json/json.h"
+
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace kt::terminal {

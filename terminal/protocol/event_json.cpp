@@ -2,11 +2,11 @@
 #include "terminal/protocol/event_json.h"
 
 #include "terminal/protocol/bytes_json.h"
+#include "terminal/json/json.h"
 
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace kt::terminal {
@@ -68,7 +68,8 @@ json json_of(const event& happened)
             list.push_back(entry.contains("text") ? entry["text"] : entry);
         }
     }
-    if (happened.kind == "exit" || happened.result != 0)
+    const bool woken = happened.kind == "wake" && happened.error.empty();
+    if (happened.kind == "exit" || woken || happened.result != 0)
         object["result"] = happened.result;
     if (!happened.error.empty())
         object["error"] = happened.error;

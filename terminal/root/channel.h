@@ -13,7 +13,7 @@ namespace kt::terminal {
  */
 enum class packet_kind : std::int32_t {
     descriptors,
-    receiver,  /**< One descriptor, of waiting FIONREADs; value: the minor device number of the board's files. */
+    receiver,  /**< One descriptor, of waiting the calls that waits; value: the minor device number of the board's files. */
     exited,    /**< value: status */
     killed,    /**< value: signal */
     restart,   /**< The program restarted the board. */

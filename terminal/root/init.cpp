@@ -41,7 +41,7 @@ void finish_root(const new_root& root, const board_view& board)
 /** Where this cannot be, the kernel answers them, and the terminal is of use all the same. */
 void hand_over_requests(const board_view& board, descriptor channel)
 {
-    const descriptor receiver = hand_over_waiting_bytes();
+    const descriptor receiver = hand_over_calls();
     if (receiver && !send_descriptors(channel.get(), packet_kind::receiver, board.device_number(), {receiver.get()}))
         fail_step("reach the terminal");
 }

@@ -155,7 +155,7 @@ launch_result launch::run(const servers& begin)
         if (received.header.kind == packet_kind::descriptors)
             begin.serve({std::move(fuse), std::move(state), std::move(control), std::move(log)});
         else if (received.header.kind == packet_kind::receiver)
-            begin.answer({std::move(received.descriptors[0]), static_cast<unsigned>(received.header.value)});
+            begin.answer({std::move(received.descriptors[0]), helper_, static_cast<unsigned>(received.header.value)});
         else
             return to_result(received);
     }

@@ -30,16 +30,18 @@ struct inner_descriptors {
     descriptor log;     /**< Bound datagram socket behind /dev/log, with SO_PASSCRED. */
 };
 
-/** Where programs' FIONREADs wait for their answer. */
+/** Where programs' calls wait for their answer: FIONREADs, and what sets or reads the clock. */
 struct waiting_requests {
     descriptor receiver;
+    pid_t helper = -1; /**< The set-up helper, whose children's namespace is the terminal's. */
     unsigned board_device = 0; /**< The minor device number of the board's files (the major one is 0). */
 };
 
 /** What the terminal does with what the helper opened; each is called once at most. */
 struct servers {
     std::function<void(inner_descriptors)> serve; /**< Must return with the board being served. */
-    std::function<void(waiting_requests)> answer; /**< Never called where the kernel answers FIONREAD alone. */
+    /** Never called where the kernel answers alone. Keeps the receiver: once that is closed, no program can start. */
+    std::function<void(waiting_requests)> answer;
 };
 
 /** How the terminal ended. */

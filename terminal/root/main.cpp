@@ -95,7 +95,7 @@ void show_devices(const new_root& root, const board_view& board)
 
 void show_stand_ins(const new_root& root, const std::string& programs)
 {
-    for (const char* name : {"/standin", "/gsm0710muxd_bp", "/pppd"}) {
+    for (const char* name : {"/standin", "/gsm0710muxd_bp", "/hwclock", "/pppd"}) {
         const tree program = tree::copy(programs + name, false);
         if (!program || !program.restrict(access_kind::read_only))
             fail_step("take the stand-in program " + programs + name + " from the host",

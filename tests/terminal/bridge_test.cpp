@@ -2,6 +2,7 @@
 #include "port_program.h"
 #include "served_board.h"
 #include "terminal/client/virtual_terminal.h"
+#include "terminal/json/json.h"
 
 #include <cstdio>
 #include <fcntl.h>
@@ -9,7 +10,6 @@
 #include <future>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
-#include <nlohmann/json.hpp>
 #include <poll.h>
 #include <sys/socket.h>
 #include <thread>
@@ -19,7 +19,7 @@ namespace {
 
 using namespace kt::terminal;
 using namespace std::chrono_literals;
-using json = nlohmann::json;
+using json = nlohmann::ordered_json;
 using testing::HasSubstr;
 
 constexpr const char* uart = "/dev/sp_uart0";
@@ -80,7 +80,7 @@ class Bridge : public testing::Test {
 protected:
     std::string error_of(const std::string& line)
     {
-        const json answer = json::parse(client.exchange(line));
+        const json answer = parsed_json(client.exchange(line));
         EXPECT_EQ(answer.at("ok"), false) << line;
         return answer.value("error", "");
     }

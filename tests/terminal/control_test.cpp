@@ -1,11 +1,11 @@
 /** The control protocol, line by line, and the C++ client that speaks it. */
 #include "served_board.h"
 #include "terminal/client/virtual_terminal.h"
+#include "terminal/json/json.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
@@ -14,7 +14,7 @@ namespace {
 
 using namespace kt::terminal;
 using namespace std::chrono_literals;
-using json = nlohmann::json;
+using json = nlohmann::ordered_json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -40,7 +40,7 @@ protected:
 
     std::string error_of(const std::string& line)
     {
-        const json answer = json::parse(client.exchange(line));
+        const json answer = parsed_json(client.exchange(line));
         EXPECT_EQ(answer.at("ok"), false) << line;
         return answer.value("error", "");
     }
@@ -76,7 +76,7 @@ protected:
 
 TEST_F(control, HelloTellsWhoAnswers)
 {
-    const json answer = json::parse(client.exchange(R"({"op":"hello"})"));
+    const json answer = parsed_json(client.exchange(R"({"op":"hello"})"));
     EXPECT_EQ(answer.at("ok"), true);
     EXPECT_EQ(answer.at("protocol"), 1);
     EXPECT_EQ(answer.at("name"), "test");
@@ -106,7 +106,7 @@ TEST_F(control, CarriesBytesThatAreNoText)
     const std::string bytes("\0\xff\n", 3);
     client.attribute("/sys/class/x/a", {.text = bytes});
     EXPECT_EQ(client.text("/sys/class/x/a"), bytes);
-    EXPECT_EQ(json::parse(client.exchange(R"({"op":"get","path":"/sys/class/x/a"})")).at("text_hex"), "00ff0a");
+    EXPECT_EQ(parsed_json(client.exchange(R"({"op":"get","path":"/sys/class/x/a"})")).at("text_hex"), "00ff0a");
 }
 
 TEST_F(control, TakesPathsThatAreNoText)
@@ -214,7 +214,7 @@ TEST_F(control, GivesTheJournal)
     EXPECT_THAT(client.writes("/sys/b"), ElementsAre("0x1", "\xff"));
     EXPECT_THAT(client.commands(), ElementsAre("echo 1"));
     EXPECT_EQ(client.syslog(), "a\nb\n");
-    const json two = json::parse(client.exchange(R"({"op":"journal","from":2,"most":2})"));
+    const json two = parsed_json(client.exchange(R"({"op":"journal","from":2,"most":2})"));
     EXPECT_EQ(two.at("newest"), 8);
     EXPECT_EQ(two.at("events").size(), 2u);
     EXPECT_EQ(two.at("events")[0].at("seq"), 2);
@@ -327,7 +327,7 @@ TEST_F(control, AnswersOfAnySizeReachASlowReader)
         ASSERT_GT(length, 0);
         all.append(part, static_cast<std::size_t>(length));
     }
-    EXPECT_EQ(json::parse(all.substr(0, all.find('\n'))).at("events").size(), 20'000u);
+    EXPECT_EQ(parsed_json(all.substr(0, all.find('\n'))).at("events").size(), 20'000u);
 }
 
 TEST_F(control, RefusesWhatItDoesNotKnow)
@@ -390,7 +390,7 @@ TEST_F(control, RefusesWhatIsNestedTooDeeply)
               "the request is nested too deeply");
     EXPECT_EQ(error_of(R"({"op":"modem","set":)" + std::string(17, '[') + std::string(17, ']') + "}"),
               "the request is nested too deeply");
-    EXPECT_EQ(json::parse(client.exchange(R"({"op":"hello"})")).at("ok"), true);
+    EXPECT_EQ(parsed_json(client.exchange(R"({"op":"hello"})")).at("ok"), true);
 }
 
 TEST_F(control, RefusesNamesThatNoFileCanHave)
@@ -405,5 +405,5 @@ TEST_F(control, AFileDoesNotTakeAPortsPlace)
 {
     EXPECT_EQ(error_of(R"({"op":"set","path":"/dev/sp_uart0","text":"x","kind":"file"})"),
               "/dev/sp_uart0: the place is taken by something else, or cannot be made");
-    EXPECT_EQ(json::parse(client.exchange(R"({"op":"line","path":"/dev/sp_uart0"})")).at("ok"), true);
+    EXPECT_EQ(parsed_json(client.exchange(R"({"op":"line","path":"/dev/sp_uart0"})")).at("ok"), true);
 }

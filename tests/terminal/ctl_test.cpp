@@ -3,9 +3,9 @@
 #include "served_board.h"
 #include "terminal/control/ctl.h"
 #include "terminal/control/ctl_request.h"
+#include "terminal/json/json.h"
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 
 namespace {
@@ -78,6 +78,31 @@ TEST(CtlRequest, TurnsWordsAboutLinesIntoRequests)
               R"({"op":"bridge","path":"/dev/a","to":"tcp","tcp_port":5000})");
 }
 
+TEST(CtlRequest, TurnsWordsAboutBatteryAndTamperIntoRequests)
+{
+    EXPECT_EQ(request("battery", {}), R"({"op":"battery"})");
+    EXPECT_EQ(request("battery", {"capacity=15.5", "mains=on", "status=Not charging", "temp=-40", "health="}),
+              R"({"op":"battery","set":{"capacity":15.5,"mains":true,"status":"Not charging","temp":-40,"health":null}})");
+    EXPECT_EQ(request("tamper", {"status=0x10", "ram=5", "silent=3"}),
+              R"({"op":"tamper","set":{"status":"0x10","ram":5,"silent":3}})");
+    EXPECT_EQ(request("tamper", {"silent=off"}), R"({"op":"tamper","set":{"silent":false}})");
+    EXPECT_EQ(refusal("battery", {"low"}), "\"low\" should be NAME=VALUE");
+    EXPECT_EQ(refusal("tamper", {"=1"}), "\"=1\" should be NAME=VALUE");
+}
+
+TEST(CtlRequest, TurnsWordsAboutTheClockIntoRequests)
+{
+    EXPECT_EQ(request("clock", {}), R"({"op":"clock"})");
+    EXPECT_EQ(request("clock", {"set", "1900000000"}), R"({"op":"clock","set":1900000000})");
+    EXPECT_EQ(request("clock", {"set", "1.5"}), R"({"op":"clock","set":1.5})");
+    EXPECT_EQ(request("clock", {"set", "2030-03-17 17:46:40"}), R"({"op":"clock","set":1900000000})");
+    EXPECT_EQ(request("clock", {"advance", "500"}), R"({"op":"clock","advance_ms":500})");
+    for (const char* wrong : {"x", "2030-02-30 00:00:00", "2030-03-17 24:00:00", "2030-03-17", "2030-03-17 17:46:40 UTC"})
+        EXPECT_THAT(refusal("clock", {"set", wrong}), HasSubstr("YYYY-MM-DD HH:MM:SS")) << wrong;
+    EXPECT_THAT(refusal("clock", {"set"}), HasSubstr("behind \"clock\""));
+    EXPECT_THAT(refusal("clock", {"back", "5"}), HasSubstr("behind \"clock\""));
+}
+
 TEST(CtlRequest, RefusesOtherWordsAboutLines)
 {
     for (const char* text : {R"(\)", R"(\q)", R"(\x)", R"(\x1)", R"(\xg0)", R"(\x1g)"})
@@ -93,6 +118,19 @@ TEST(CtlRequest, RefusesOtherWordsAboutLines)
     EXPECT_EQ(refusal("bridge", {"/dev/a"}), "a word is missing");
     EXPECT_EQ(refusal("bridge", {"/dev/a", "tcp:"}), "the TCP port must be a whole number, not \"\"");
     EXPECT_EQ(refusal("hang-up", {"/dev/a", "now"}), "\"now\" is a word too many");
+}
+
+TEST(CtlRequest, TurnsWordsAboutTheSleepIntoRequests)
+{
+    EXPECT_EQ(request("sleep", {}), R"({"op":"sleep"})");
+    EXPECT_EQ(request("sleep", {"fast"}), R"({"op":"sleep","fast":true})");
+    EXPECT_EQ(request("sleep", {"real", "--pending", "500"}), R"({"op":"sleep","fast":false,"pending_ms":500})");
+    EXPECT_EQ(request("wake", {}), R"({"op":"wake"})");
+    EXPECT_EQ(request("wake", {"32"}), R"({"op":"wake","event":32})");
+    EXPECT_EQ(request("wake", {"-3"}), R"({"op":"wake","event":-3})");
+    EXPECT_EQ(refusal("sleep", {"deep"}), "the board sleeps \"fast\" or \"real\", not \"deep\"");
+    EXPECT_EQ(refusal("sleep", {"fast", "real"}), "\"real\" is a word too many");
+    EXPECT_EQ(refusal("wake", {"up"}), "the event must be a whole number, not \"up\"");
 }
 
 TEST(CtlRequest, RefusesOtherWords)
@@ -132,6 +170,33 @@ protected:
     std::string out;
     std::string error;
 };
+
+TEST_F(ctl_command, PrintsBatteryAndTamperWords)
+{
+    const served_board one(place("one"), "one");
+    EXPECT_EQ(run({"battery", "speed=0", "capacity=20", "temp=300", "status=Full"}), 0);
+    EXPECT_THAT(out, testing::StartsWith("capacity 20.0\nmains off\nlimit 100\n"));
+    EXPECT_THAT(out, HasSubstr("fixed status temp\nproperties:\n  status Full\n  charge_type N/A\n"));
+    EXPECT_THAT(out, HasSubstr("\n  temp 300\n"));
+    EXPECT_EQ(run({"battery", "status=Strange"}), 1);
+    EXPECT_THAT(error, HasSubstr("status: must be one of \"Unknown\", \"Charging\""));
+    EXPECT_EQ(run({"tamper", "status=0x5", "silent=2"}), 0);
+    EXPECT_EQ(out, "status 0x5\nram 0x0\nsilent 2\nresets 0\n");
+}
+
+TEST_F(ctl_command, PrintsTheClocks)
+{
+    const served_board one(place("one"), "one");
+    EXPECT_EQ(run({"clock", "set", "2030-03-17 17:46:40"}), 0);
+    EXPECT_THAT(out, testing::StartsWith("2030-03-17 17:4"));
+    EXPECT_THAT(out, HasSubstr(" UTC\noffset_ms "));
+    EXPECT_THAT(out, HasSubstr(" UTC\n"));
+    EXPECT_EQ(run({"remove", "/dev/rtc0"}), 0);
+    EXPECT_EQ(run({"clock"}), 0);
+    EXPECT_THAT(out, testing::EndsWith("\nrtc none\n"));
+    EXPECT_EQ(run({"clock", "set", "4294967296"}), 1);
+    EXPECT_THAT(error, HasSubstr("seconds since 1970"));
+}
 
 TEST_F(ctl_command, FindsTheOnlyTerminal)
 {
@@ -264,6 +329,19 @@ TEST_F(ctl_command, SpeaksToTheOtherEndOfALine)
     EXPECT_EQ(error, "kt-terminal: ctl: /dev/none does not exist\n");
 }
 
+TEST_F(ctl_command, TellsOfTheSleepAndWakesTheBoard)
+{
+    const served_board one(place("one"));
+    EXPECT_EQ(run({"wake", "2"}), 0);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(run({"sleep", "fast"}), 0);
+    EXPECT_EQ(out, "asleep no\nwakeup_count 2\npending no\nevent none\nfast yes\ntimer_ms none\nslept_ms 0\n");
+    EXPECT_EQ(run({"sleep", "--pending", "60000"}), 0);
+    EXPECT_THAT(out, HasSubstr("pending yes\n"));
+    EXPECT_EQ(run({"wake", "99999999999"}), 1);
+    EXPECT_EQ(error, "kt-terminal: ctl: \"event\" must be a whole number of 32 bits\n");
+}
+
 TEST_F(ctl_command, PrintsTheJournal)
 {
     served_board one(place("one"), "one");
@@ -279,7 +357,7 @@ TEST_F(ctl_command, PrintsTheJournal)
     EXPECT_EQ(run({"journal"}), 0);
     EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1500);
     EXPECT_EQ(run({"journal", "--from", "1500", "--json"}), 0);
-    EXPECT_EQ(nlohmann::json::parse(out).at("data"), "1499");
+    EXPECT_EQ(parsed_json(out).at("data"), "1499");
     EXPECT_EQ(run({"wait", "--data", "7"}), 0);
     EXPECT_THAT(out, HasSubstr("write    /sys/a \"7\"\n"));
     EXPECT_EQ(run({"wait", "--kind", "none", "--timeout", "10"}), 124);

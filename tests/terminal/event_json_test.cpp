@@ -2,10 +2,10 @@
 #include "terminal/control/event_text.h"
 #include "terminal/model/errno_names.h"
 #include "terminal/protocol/event_json.h"
+#include "terminal/json/json.h"
 
 #include <cerrno>
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -35,6 +35,10 @@ TEST(EventJson, SaysZeroWhereZeroMeansSomething)
     EXPECT_EQ(json_of(line).at("data"), "");
     line.kind = "exit";
     EXPECT_EQ(json_of(line).at("result"), 0);
+    line.kind = "wake";
+    EXPECT_EQ(json_of(line).at("result"), 0);
+    line.error = "EINTR"; // no event woke it
+    EXPECT_FALSE(json_of(line).contains("result"));
 }
 
 TEST(EventJson, EveryFieldComesBack)
@@ -56,7 +60,7 @@ TEST(EventJson, EveryFieldComesBack)
     full.arguments = {"sh", "-c", "echo \xfe", "\xc3\xa9", ""};
     full.error = "EROFS";
 
-    const event back = event_of(json::parse(event_line(full)));
+    const event back = event_of(parsed_json(event_line(full)));
 
     EXPECT_EQ(back.seq, full.seq);
     EXPECT_EQ(back.time_s, full.time_s);
@@ -87,11 +91,11 @@ TEST(EventJson, BytesThatAreNoTextAreHexadecimal)
 
 TEST(EventJson, RefusesWhatIsNoEvent)
 {
-    EXPECT_ANY_THROW(event_of(json::parse(R"({"data_hex":"0"})")));
-    EXPECT_ANY_THROW(event_of(json::parse(R"({"data_hex":"zz"})")));
-    EXPECT_ANY_THROW(event_of(json::parse(R"({"data":5})")));
-    EXPECT_ANY_THROW(event_of(json::parse(R"({"request":"12"})")));
-    EXPECT_ANY_THROW(event_of(json::parse(R"({"pid":"x"})")));
+    EXPECT_ANY_THROW(event_of(parsed_json(R"({"data_hex":"0"})")));
+    EXPECT_ANY_THROW(event_of(parsed_json(R"({"data_hex":"zz"})")));
+    EXPECT_ANY_THROW(event_of(parsed_json(R"({"data":5})")));
+    EXPECT_ANY_THROW(event_of(parsed_json(R"({"request":"12"})")));
+    EXPECT_ANY_THROW(event_of(parsed_json(R"({"pid":"x"})")));
 }
 
 TEST(EventText, ShowsBytesAsEscapes)
@@ -105,6 +109,23 @@ TEST(EventText, ShowsBytesAsEscapes)
     wrote.data = "0x5\n\"\x01";
     wrote.error = "EINVAL";
     EXPECT_EQ(event_text(wrote), "     1    0.500000     7  write    /sys/a \"0x5\\n\\\"\\x01\" -> EINVAL");
+}
+
+TEST(EventText, TellsTheSleep)
+{
+    event line;
+    line.pid = 2;
+    line.kind = "sleep";
+    line.data = "mem";
+    EXPECT_EQ(event_text(line), "     0    0.000000     2  sleep    \"mem\"");
+    line.kind = "wake";
+    line.data.clear();
+    line.result = 8;
+    line.size = 30000;
+    EXPECT_EQ(event_text(line), "     0    0.000000     2  wake     8 after 30000 ms");
+    line.result = 0;
+    line.error = "EINTR";
+    EXPECT_EQ(event_text(line), "     0    0.000000     2  wake     after 30000 ms -> EINTR");
 }
 
 TEST(ErrnoNames, BothWays)

@@ -3,12 +3,12 @@
 #include "served_board.h"
 #include "terminal/client/virtual_terminal.h"
 #include "terminal/ports/recorder.h"
+#include "terminal/json/json.h"
 
 #include <asm/termbits.h>
 #include <cerrno>
 #include <gmock/gmock.h>
 #include <linux/serial.h>
-#include <nlohmann/json.hpp>
 #include <sys/ioctl.h>
 #include <thread>
 
@@ -16,7 +16,7 @@ namespace {
 
 using namespace kt::terminal;
 using namespace std::chrono_literals;
-using json = nlohmann::json;
+using json = nlohmann::ordered_json;
 using testing::HasSubstr;
 
 constexpr const char* uart = "/dev/sp_uart0";
@@ -27,7 +27,7 @@ protected:
 
     std::string error_of(const std::string& line)
     {
-        const json answer = json::parse(client.exchange(line));
+        const json answer = parsed_json(client.exchange(line));
         EXPECT_EQ(answer.at("ok"), false) << line;
         return answer.value("error", "");
     }
@@ -176,7 +176,7 @@ TEST_F(LineControl, TheNewestMebibyteIsKept)
     EXPECT_GE(all.size(), recorder::capacity);
     EXPECT_LE(all.size(), 2 * recorder::capacity);
     EXPECT_TRUE(all.ends_with("xlast"));
-    const json state = json::parse(client.exchange(R"({"op":"line","path":"/dev/sp_uart0"})"));
+    const json state = parsed_json(client.exchange(R"({"op":"line","path":"/dev/sp_uart0"})"));
     EXPECT_EQ(state.at("lost").get<std::size_t>() + all.size(), 5u + 5 * 1024 * 1024 + 4);
 }
 
@@ -306,7 +306,7 @@ TEST_F(LineControl, WhoServesALineIsNotReplaced)
               "/dev/ttyS0: the board serves its other end itself");
     client.send("/dev/ttyS0", "x");
     client.hang_up("/dev/ttyS0");
-    EXPECT_FALSE(json::parse(client.exchange(R"({"op":"line","path":"/dev/ttyS0"})")).contains("breaks"));
+    EXPECT_FALSE(parsed_json(client.exchange(R"({"op":"line","path":"/dev/ttyS0"})")).contains("breaks"));
 }
 
 TEST_F(LineControl, RefusesWhatDoesNotFit)

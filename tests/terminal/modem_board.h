@@ -2,13 +2,13 @@
 #pragma once
 
 #include "terminal/client/virtual_terminal.h"
+#include "terminal/json/json.h"
 #include "tests/terminal/file_calls.h"
 
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <poll.h>
 #include <string>
 #include <string_view>
@@ -71,10 +71,10 @@ class modem_board : public terminal::virtual_terminal {
 public:
     /** Changes settings: the text is a JSON object. */
     void set(const std::string& settings) { (void)modem(R"({"set":)" + settings + "}"); }
-    nlohmann::json state() { return nlohmann::json::parse(modem()); }
-    nlohmann::json channel(const std::string& path = data_channel)
+    nlohmann::ordered_json state() { return terminal::parsed_json(modem()); }
+    nlohmann::ordered_json channel(const std::string& path = data_channel)
     {
-        const nlohmann::json now = state();
+        const nlohmann::ordered_json now = state();
         for (const auto& each : now.at("ports"))
             if (each.at("path") == path)
                 return each;

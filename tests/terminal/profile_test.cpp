@@ -160,6 +160,30 @@ TEST_F(profile_file, AFolderCanBeTakenAwayAndFilledAnew)
     EXPECT_THAT(*shown.list("/sys/class/power_supply/kt_bat"), ElementsAre("status"));
 }
 
+TEST_F(profile_file, ABatteryHasItsOptionsOrIsNotThere)
+{
+    const std::string folder = "/sys/class/power_supply/kt_bat";
+    equipped_board own;
+    profile::load(write("own.json", R"({ "like": "500",
+        "devices": { "/sys/class/power_supply/kt_bat": { "kind": "battery", "capacity": 3, "health": "Cold" } },
+        "read_only": { "/sys/class/power_supply/kt_bat/": { "temp": 451 } } })"),
+                  boards)
+        .apply(own);
+    EXPECT_EQ(own.list(folder)->size(), 42u);
+    EXPECT_EQ(text_of(own, folder + "/capacity"), "3\n");
+    EXPECT_EQ(text_of(own, folder + "/capacity_level"), "Critical\n");
+    EXPECT_EQ(text_of(own, folder + "/health"), "Cold\n");
+    EXPECT_EQ(text_of(own, folder + "/temp"), "451\n");
+
+    equipped_board none;
+    profile::load(write("none.json", R"({ "like": "./own.json",
+        "devices": { "/sys/class/power_supply/kt_bat": null } })"),
+                  boards)
+        .apply(none);
+    EXPECT_FALSE(none.list(folder));
+    EXPECT_TRUE(none.list("/sys/class/power_supply/mains"));
+}
+
 TEST_F(profile_file, IsRefusedWithFileAndPlace)
 {
     EXPECT_EQ(refusal(R"({ "likes": "500" })"), "mine.json: likes: unknown");
@@ -283,7 +307,7 @@ std::string board_refusal(const std::string& file)
 TEST_F(profile_file, DevicesThatCannotBeMadeAreRefusedWithFileAndPlace)
 {
     EXPECT_EQ(refusal(R"({ "devices": { "/sys/a": { "kind": "port" } } })"),
-              "mine.json: devices: /sys/a: must lie below /dev");
+              "mine.json: devices: /sys/a: must lie below /dev or /sys/class/power_supply");
     EXPECT_EQ(refusal(R"({ "devices": { "/dev/a": "port" } })"), "mine.json: devices: /dev/a: must be an object { … }");
     EXPECT_EQ(refusal(R"({ "devices": { "/dev/a": { "speed": 9600 } } })"),
               "mine.json: devices: /dev/a: \"kind\" is missing");
@@ -291,6 +315,8 @@ TEST_F(profile_file, DevicesThatCannotBeMadeAreRefusedWithFileAndPlace)
               "mine.json: actions: plug: x: devices: /dev/a: kind: must be a text");
     EXPECT_EQ(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "toaster" } } })")),
               "mine.json: devices: /dev/a: kind: there is no \"toaster\"");
+    EXPECT_EQ(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "battery" } } })")),
+              "mine.json: devices: /dev/a: a battery must lie below /sys/class/power_supply");
     EXPECT_THAT(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "port", "speed": "x" } } })")),
                 HasSubstr("mine.json: devices: /dev/a: "));
     EXPECT_THAT(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "port", "sped": 1 } } })")),

@@ -4,6 +4,7 @@
 #include "equipped_board.h"
 #include "terminal/control/control_server.h"
 #include "terminal/control/socket_folder.h"
+#include "terminal/sleep/suspend.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -37,11 +38,13 @@ public:
           server(board, profile, {name, "1.2.3"}, [this] { stopped = true; })
     {
         profile.apply(board);
+        sleep = kt::terminal::know_suspend(board);
         server.listen_on(socket.take());
         server.start();
     }
 
     equipped_board board;
+    std::shared_ptr<kt::terminal::suspend> sleep; // given to the board when its attributes are there
     kt::terminal::profile profile;
     std::atomic<bool> stopped = false;
 

@@ -1,12 +1,12 @@
 /** kt-terminal as a whole: what a person at the shell sees of a run. */
 #include "terminal/client/virtual_terminal.h"
+#include "terminal/json/json.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 #include <signal.h>
 #include <string>
 #include <sys/wait.h>
@@ -161,7 +161,7 @@ TEST_F(session, LogsEventsInOrder)
     std::vector<std::string> events;
     std::uint64_t number = 0;
     for (std::string line; std::getline(log, line);) {
-        const auto happened = nlohmann::json::parse(line);
+        const auto happened = parsed_json(line);
         EXPECT_EQ(happened.at("seq"), ++number);
         const std::string kind = happened.at("kind");
         if (kind == "write" || kind == "syslog" || kind == "shell")
@@ -201,6 +201,19 @@ TEST_F(session, IsControlledFromOutside)
     (void)board.exchange(R"({"op":"stop"})");
     EXPECT_EQ(end_of(child), 128 + SIGKILL);
     EXPECT_TRUE(std::filesystem::is_empty(in_folder("kt-terminal")));
+}
+
+TEST_F(session, EndsWhileTheBoardSleeps)
+{
+    for (const char* program :
+         {"echo mem > /sys/power/state", "echo mem > /sys/power/state & echo freeze > /sys/power/state",
+          "echo drv > /sys/power/wake_lock; cat /sys/power/wakeup_count & echo mem > /sys/power/state"}) {
+        const pid_t child = start("sleeper", {"bash", "-c", program});
+        virtual_terminal board = connect("sleeper");
+        EXPECT_TRUE(board.wait({.kind = "sleep"}, 20s)) << program;
+        EXPECT_EQ(run("$T ctl --name sleeper stop"), 0);
+        EXPECT_EQ(end_of(child), 128 + SIGKILL) << program;
+    }
 }
 
 TEST_F(session, EndsTheProgramOnSigtermAndSighup)

@@ -81,7 +81,7 @@ TEST(SeveralTerminals, EachHasABoardOfItsOwn)
         all.push_back(user.start("t" + std::to_string(i),
                                  {"--", "bash", "-c",
                                   "until test -e /kt/go; do sleep 0.05; done; cat /kt/go " + power +
-                                      "; echo $$ > /proc/sys/vm/swappiness; hwclock; exit $(cat /kt/go)"}));
+                                      "; echo $$ > /proc/sys/vm/swappiness; fw_printenv; exit $(cat /kt/go)"}));
     for (std::size_t i = 0; i < all.size(); ++i) {
         auto board = all[i].board();
         board.attribute(power, {.text = std::to_string(100 + i) + "\n"});

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <sys/ioctl.h>
@@ -68,7 +69,7 @@ public:
     }
 
     /** Runs a program to its end; its exit status. */
-    int run(std::vector<std::string> words, bool with_notifier = true)
+    int run(std::vector<std::string> words)
     {
         launch_options options;
         options.program = std::move(words);
@@ -80,13 +81,19 @@ public:
             ASSERT_TRUE(shown.keep_state_in(inner.state.release()));
             files->start();
         };
+        std::mutex ending;
+        end_answers = [&] {
+            const std::lock_guard lock(ending);
+            requests.reset();
+        };
         const auto answer = [&](waiting_requests waiting) {
-            if (with_notifier)
-                requests.emplace(shown, std::move(waiting.receiver), waiting.board_device,
-                                 [&files](std::uint64_t number) { return files->known(number); });
+            const std::lock_guard lock(ending);
+            requests.emplace(shown,
+                             notified_terminal{std::move(waiting.receiver), waiting.board_device, waiting.helper},
+                             [&files](std::uint64_t number) { return files->known(number); });
         };
         const launch_result ended = program.run({serve, answer});
-        requests.reset();
+        end_answers();
         if (files)
             files->stop();
         EXPECT_EQ(ended.how, launch_result::end::exited) << ended.message;
@@ -94,11 +101,11 @@ public:
     }
 
     /** What the asker is told, by way of a file of the board. */
-    std::string answers(const std::string& path, const std::vector<std::string>& what, bool with_notifier = true)
+    std::string answers(const std::string& path, const std::vector<std::string>& what)
     {
         std::vector<std::string> words = {"bash", "-c", "exec \"$0\" \"$@\" >/dev/answers", KT_ASKER, path};
         words.insert(words.end(), what.begin(), what.end());
-        EXPECT_EQ(run(words, with_notifier), 0);
+        EXPECT_EQ(run(words), 0);
         return shown.file("/dev/answers").value_or("none");
     }
 
@@ -128,6 +135,7 @@ public:
 
     board shown;
     std::shared_ptr<counting_device> device;
+    std::function<void()> end_answers; // of the program that runs
 };
 
 TEST(WaitingBytes, ADeviceTellsItsOwnCount)
@@ -256,8 +264,9 @@ TEST(WaitingBytes, ACallerThatHangsCanBeKilled)
 
 TEST(WaitingBytes, WithoutANotifierNobodyIsLeftHanging)
 {
-    // The descriptor was closed at once, as by the death of its owner.
-    EXPECT_EQ(asking(5).answers(place, {"device"}, false), "ENOSYS ");
+    asking board(5);
+    board.device->when_written = [&] { board.end_answers(); }; // as by the death of who answers
+    EXPECT_EQ(board.answers({"device", "write", "device"}), "5 1 ENOSYS ");
 }
 
 } // namespace

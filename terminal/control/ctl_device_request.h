@@ -1,0 +1,16 @@
+/** From the words of the `ctl` commands for battery and tamper words to their requests, and their answers to words. */
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+namespace kt::terminal {
+
+/** The request of "battery" or "tamper"; another command gives null. */
+nlohmann::ordered_json ctl_device_request(const std::string& command, const std::vector<std::string>& words);
+
+/** A device's state as lines of a name and a value; what an object holds stands in lines of its own. */
+std::string ctl_device_text(const nlohmann::ordered_json& answer);
+
+} // namespace kt::terminal
