@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -59,6 +60,60 @@ void bare_read(const char* path, int flags)
     require(close(fd) == 0);
 }
 
+void bare_name(const char* path)
+{
+    static char name[255];
+    const int fd = open(path, O_RDONLY);
+    require(fd >= 0);
+    require(read(fd, name, sizeof name) > 0);
+    require(close(fd) == 0);
+}
+
+void bare_node(const char* path, bool non_blocking)
+{
+    const int fd = open(path, O_RDONLY);
+    require(fd >= 0);
+    if (non_blocking)
+        require(fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK) == 0);
+    require(close(fd) == 0); // of the start before
+}
+
+void bare_panel()
+{
+    bare_name("/sys/class/input/event0/device/name");
+    bare_name("/sys/class/input/event1/device/name");
+    bare_name("/sys/class/input/event2/device/name");
+    bare_read("/sys/class/input/event2/device/id/bustype", O_RDONLY);
+    bare_node("/dev/input/event2", true);
+}
+
+void bare_keys()
+{
+    bare_name("/sys/class/input/event0/device/name");
+    bare_node("/dev/input/event0", false);
+    bare_node("/dev/input/event0", true);
+    bare_name("/sys/class/input/event0/device/name");
+    bare_name("/sys/class/input/event1/device/name");
+    bare_node("/dev/input/event1", true);
+    bare_node("/dev/input/event1", true);
+}
+
+void bare_battery_folder()
+{
+    DIR* const folder = opendir("/sys/class/power_supply/kt_bat/");
+    require(folder != nullptr);
+    require(closedir(folder) == 0);
+}
+
+void bare_battery()
+{
+    bare_read("/sys/class/power_supply/kt_bat/status", O_RDONLY);
+    bare_read("/sys/class/power_supply/kt_bat/capacity", O_RDONLY);
+    bare_read("/sys/class/power_supply/kt_bat/voltage_now", O_RDONLY);
+    bare_read("/sys/class/power_supply/kt_bat/capacity_level", O_RDONLY);
+    bare_read("/sys/class/power_supply/kt_bat/status", O_RDONLY);
+}
+
 void bare_init()
 {
     bare_read("/sys/class/kt_misc/sysinfo/ubootver", O_RDONLY);
@@ -71,7 +126,11 @@ void bare_init()
     require(std::system("echo 5  > /proc/sys/vm/dirty_background_ratio") == 0);
     require(std::system("echo 10 >  /proc/sys/vm/dirty_ratio") == 0);
     require(std::system("echo 0 > /proc/sys/kernel/hung_task_timeout_secs") == 0);
+    bare_panel();
+    bare_battery_folder();
     (void)std::signal(SIGPIPE, SIG_IGN);
+    bare_keys();
+    bare_battery();
     benchmark::DoNotOptimize(std::time(nullptr));
 }
 

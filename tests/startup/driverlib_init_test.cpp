@@ -1,6 +1,7 @@
 /** Start-up: its steps, their order, and that nothing stops it. */
 #include <kt_driver/kt_driver.h>
 
+#include "tests/power/own_supply.h"
 #include "tests/support/captured_stdout.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/journal_lines.h"
@@ -26,11 +27,36 @@ void prepare(virtual_terminal& board)
     board.attribute(KT_SYSINFO_DIR "hardwarever", {.text = "90\n", .mode = 0444});
     board.attribute(KT_SYSINFO_DIR "wifimodule", {.text = "2\n", .mode = 0444});
     board.attribute(KT_IOCTL_DIR "usb_route", {.text = "1\n"});
+    give_supply(board);
     board.forget();
 }
 
-/** The steps that reach the board, in order. */
-const lines steps = {
+/** A board without keys and panel. */
+void prepare_without_input(virtual_terminal& board)
+{
+    board.remove("/sys/class/input");
+    prepare(board);
+}
+
+/** What start-up prints when there is neither panel nor key, with the line of the battery. */
+std::string printed_without_input(const std::string& route, const std::string& battery)
+{
+    return "usb route " + route +
+           "\n"
+           "can't dev kt_touch\n"
+           "kt_evdev_probe dev_index=0 ret=-1\n" +
+           battery +
+           "can't dev gpio_keys\n"
+           "kt_evdev_probe dev_index=0 ret=-1\n"
+           "kt_evdev_get_node error ret = -1 \n"
+           "can't dev Kestrel Keyboard\n"
+           "kt_evdev_probe dev_index=0 ret=-1\n";
+}
+
+const std::string battery_line = "kt_supplypower_init kt_bat\n";
+
+/** The steps that reach the board, in order: up to the panel, */
+const lines first_steps = {
     "open O_RDONLY /sys/class/kt_misc/sysinfo/ubootver",
     "open O_RDONLY /sys/class/kt_misc/sysinfo/kernelver",
     "open O_RDONLY /sys/class/kt_misc/sysinfo/rootfsver",
@@ -44,6 +70,40 @@ const lines steps = {
     "shell echo 0 > /proc/sys/kernel/hung_task_timeout_secs",
     "write /proc/sys/kernel/hung_task_timeout_secs 0\n",
 };
+/** the panel, */
+const lines panel_steps = {
+    "open O_RDONLY /sys/class/input/event0/device/name",
+    "open O_RDONLY /sys/class/input/event1/device/name",
+    "open O_RDONLY /sys/class/input/event2/device/name",
+    "open O_RDONLY /sys/class/input/event2/device/id/bustype",
+    "open O_RDONLY /dev/input/event2",
+};
+/** the keys, each for two readers, */
+const lines key_steps = {
+    "open O_RDONLY /sys/class/input/event0/device/name",
+    "open O_RDONLY /dev/input/event0",
+    "open O_RDONLY /dev/input/event0",
+    "open O_RDONLY /sys/class/input/event0/device/name",
+    "open O_RDONLY /sys/class/input/event1/device/name",
+    "open O_RDONLY /dev/input/event1",
+    "open O_RDONLY /dev/input/event1",
+};
+/** and the battery, for the seed. */
+const lines seed_steps = {
+    "open O_RDONLY " KT_SUPPLY_DIR "status",      "open O_RDONLY " KT_SUPPLY_DIR "capacity",
+    "open O_RDONLY " KT_SUPPLY_DIR "voltage_now", "open O_RDONLY " KT_SUPPLY_DIR "capacity_level",
+    "open O_RDONLY " KT_SUPPLY_DIR "status",
+};
+
+lines joined(std::initializer_list<lines> parts)
+{
+    lines all;
+    for (const lines& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+const lines steps_without_input = joined({first_steps, seed_steps});
 
 /** The steps that the board saw; what a shell opens for its redirects is left out. */
 lines steps_seen(virtual_terminal& board)
@@ -69,9 +129,28 @@ TEST(DriverlibInit, RunsItsStepsInOrder)
     virtual_terminal board;
     prepare(board);
     int result = -1;
-    EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }), "usb route 1\n");
+    EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }),
+              "usb route 1\n"
+              "find /sys/class/input/event2/device/name, dev kt_touch\n"
+              "kt_evdev_probe dev_index=2 ret=2\n"
+              "sys_node_name=/sys/class/input/event2/device/id/ ts_type=18\n"
+              "kt_supplypower_init kt_bat\n"
+              "find /sys/class/input/event0/device/name, dev gpio_keys\n"
+              "kt_evdev_probe dev_index=0 ret=0\n"
+              "find /sys/class/input/event1/device/name, dev Kestrel Keyboard\n"
+              "kt_evdev_probe dev_index=1 ret=1\n");
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(steps_seen(board), steps);
+    EXPECT_EQ(steps_seen(board), joined({first_steps, panel_steps, key_steps, seed_steps}));
+}
+
+TEST(DriverlibInit, ABoardWithoutPanelAndKeysStartsAllTheSame)
+{
+    virtual_terminal board;
+    prepare_without_input(board);
+    int result = -1;
+    EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }), printed_without_input("1", battery_line));
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(steps_seen(board), steps_without_input);
 }
 
 TEST(DriverlibInit, TheBoardIsKnownAfterwards)
@@ -85,6 +164,10 @@ TEST(DriverlibInit, TheBoardIsKnownAfterwards)
     EXPECT_STREQ(kt_fatfs_ver(), "R3");
     EXPECT_EQ(kt_get_device_type(), 92);
     EXPECT_EQ(kt_usb_mode(1), 1); // the route that was read
+    EXPECT_EQ(kt_power_ac_online(), 0);
+    kt_battery_attr battery = {};
+    EXPECT_EQ(kt_power_battery_attr(&battery), 0);
+    EXPECT_EQ(battery.capacity, 57);
 }
 
 TEST(DriverlibInit, ASecondCallRepeatsEveryStep)
@@ -99,9 +182,10 @@ TEST(DriverlibInit, ASecondCallRepeatsEveryStep)
     board.forget();
 
     int result = -1;
-    EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }), "usb route 0\n");
+    const std::string text = printed([&] { result = kt_driverlib_init(); });
+    EXPECT_TRUE(text.starts_with("usb route 0\nfind /sys/class/input/event2/device/name, dev kt_touch\n")) << text;
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(steps_seen(board), steps);
+    EXPECT_EQ(steps_seen(board), joined({first_steps, panel_steps, key_steps, seed_steps}));
     EXPECT_EQ(kt_hardware_ver(), 300);
     EXPECT_EQ(kt_usb_mode(0), 0);
     EXPECT_EQ(handler_of(SIGPIPE), SIG_IGN);
@@ -136,10 +220,13 @@ TEST(DriverlibInit, ThePartsOfStartUpLeaveTheSignalAlone)
 TEST(DriverlibInit, ABareBoardStartsAllTheSame)
 {
     virtual_terminal board;
-    board.remove("/sys/class/kt_misc");
+    for (const char* folder : {"/sys/class/kt_misc", "/sys/class/input", "/sys/class/power_supply"})
+        board.remove(folder);
     board.forget();
     int result = -1;
-    EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }), "usb route -1\n");
+    EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }),
+              printed_without_input("-1", "kt_supplypower_init kt_bat\n"
+                                          "kt_power_supply_open error No such file or directory\n"));
     EXPECT_EQ(result, 0);
 
     const std::string end = " No such file or directory\n";
@@ -158,14 +245,14 @@ TEST(DriverlibInit, ABareBoardStartsAllTheSame)
     EXPECT_EQ(handler_of(SIGPIPE), SIG_IGN);
 }
 
-TEST(DriverlibInit, ItsLineComesOutBetweenWhatTheCallerPrints)
+TEST(DriverlibInit, ItsLinesComeOutBetweenWhatTheCallerPrints)
 {
     virtual_terminal board;
-    prepare(board);
+    prepare_without_input(board);
     EXPECT_EQ(printed([] {
                   std::fputs("before\n", stdout);
                   kt_driverlib_init();
                   std::fputs("after\n", stdout);
               }),
-              "before\nusb route 1\nafter\n");
+              "before\n" + printed_without_input("1", battery_line) + "after\n");
 }

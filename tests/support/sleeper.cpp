@@ -1,6 +1,7 @@
 /** Makes one call that waits, and ends: the program whose system calls the delay tests look at. */
 #include <kt_driver/base.h>
 #include <kt_driver/misc.h>
+#include <kt_driver/tamper.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -24,6 +25,10 @@ int main(int argc, char** argv)
         udelay(amount);
     else if (delay == "kt_adc_suspend")
         kt_adc_suspend(static_cast<int>(amount));
+    else if (delay == "kt_ap_tamper_read")
+        (void)kt_ap_tamper_read();
+    else if (delay == "kt_ap_tamper_reset")
+        (void)kt_ap_tamper_reset();
     else
         _exit(2);
     _exit(0); // at once: an exit check of a sanitizer cannot run under a tracer
