@@ -145,7 +145,7 @@ void notifier::parts::take(const waiting_call& call)
     if (clock_calls::reads(call))
         return take_reading(call);
     if (call.way != nullptr)
-        functions.begin(call.thread); // the call that each program makes as it starts
+        functions.begin(call.thread, call.way->architecture); // the call that each program makes as it starts
     calls.let_through(call);
 }
 

@@ -78,7 +78,7 @@ const std::vector<function_change>& time_functions::changes_for(const std::strin
     return known_[head] = size > 0 ? plain_calls(bytes_at(memory, base, size)) : std::vector<function_change>{};
 }
 
-time_functions::outcome time_functions::change(pid_t thread, bool is_running)
+time_functions::outcome time_functions::change(pid_t thread, part which)
 {
     const std::uint64_t base = code_of(thread);
     const descriptor memory = base != 0 ? open_of(thread, "mem", O_RDWR) : descriptor();
@@ -87,7 +87,8 @@ time_functions::outcome time_functions::change(pid_t thread, bool is_running)
         return outcome::impossible;
     outcome result = outcome::impossible;
     for (const function_change& function : changes_for(first_page, memory.get(), base)) {
-        if (function.changes.empty() || (is_running && !function.while_running))
+        const bool is_wanted = which == part::all || function.while_running == (which == part::changeable_later);
+        if (function.changes.empty() || !is_wanted)
             continue;
         if (stands(memory.get(), base, function.changes.back(), &code_change::after)) {
             if (result == outcome::impossible)
@@ -116,14 +117,20 @@ void time_functions::replace()
     for (int walk = 0; found && walk < most_walks; ++walk) {
         found = false;
         for (const pid_t each : inner_processes(helper_))
-            found = change(each, true) == outcome::changed || found;
+            found = change(each, part::changeable_later) == outcome::changed || found;
     }
 }
 
-void time_functions::begin(pid_t thread)
+void time_functions::begin(pid_t thread, unsigned kind)
 {
-    if (replaced_)
-        (void)change(thread, false);
+    if (replaced_) {
+        (void)change(thread, part::all);
+        return;
+    }
+    const auto known = all_changeable_later_.find(kind);
+    if (known != all_changeable_later_.end() && known->second)
+        return; // that is how it costs nothing
+    all_changeable_later_[kind] = change(thread, part::not_changeable_later) == outcome::impossible;
 }
 
 } // namespace kt::terminal

@@ -24,17 +24,22 @@ public:
     /** For all programs that run now, and from now on for those that begin(). */
     void replace();
 
-    /** A program begins: @p thread has come from exec and not called a time function yet. */
-    void begin(pid_t thread);
+    /**
+     * A program begins: @p thread has come from exec and not called a time function yet. @p kind tells programs of
+     * 32 bits from others. What cannot be changed later, while it runs, is changed already now.
+     */
+    void begin(pid_t thread, unsigned kind);
 
 private:
     enum class outcome { changed, was_changed, impossible };
-    outcome change(pid_t thread, bool is_running);
+    enum class part { all, changeable_later, not_changeable_later };
+    outcome change(pid_t thread, part which);
     const std::vector<function_change>& changes_for(const std::string& first_page, int memory, std::uint64_t base);
 
     const pid_t helper_;
     bool replaced_ = false;
     std::map<std::string, std::vector<function_change>> known_; // by the image's own head
+    std::map<unsigned, bool> all_changeable_later_;             // by the kind of program
 };
 
 } // namespace kt::terminal

@@ -163,7 +163,7 @@ TEST(TimeCode, TheKernelsOwnFunctionsStillTellTheTime)
     ASSERT_NE(copy, MAP_FAILED);
     std::string made = image;
     for (const function_change& each : all) {
-        EXPECT_TRUE(each.while_running) << each.name << ": its first instructions are new to us";
+        ASSERT_FALSE(each.changes.empty()) << each.name;
         made = changed(made, each);
     }
     std::memcpy(copy, made.data(), size);
