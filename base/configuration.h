@@ -1,8 +1,6 @@
 // The library's own settings, in the file that it shares with applications.
 #pragma once
 
-#include <cstddef>
-
 namespace kt {
 
 /** Keeps a number; the result of kt_ini_config(). */

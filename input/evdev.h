@@ -24,7 +24,7 @@ inline constexpr std::uint16_t ev_abs = 3;
 inline constexpr char node_format[] = "/dev/input/event%d";
 using node_path = char[32]; // room for node_format and any number
 
-/** A descriptor of 0 counts as failure, though it stays open: 0 says "not opened" here. */
+/** A descriptor of 0 counts as failure, though it stays open: the keys' variables say "not opened" by it. */
 inline bool usable(int fd)
 {
     return fd >= 1;

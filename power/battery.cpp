@@ -12,7 +12,7 @@ namespace {
 
 kt::kt_power_supply* battery_supply = nullptr; // null until the supply was found; what it points to is never freed
 
-constexpr int no_battery = 50; // the hardware version that stands on mains power only
+constexpr int always_on_mains = 50; // a hardware version
 constexpr int discharging = 2;
 constexpr int not_charging = 3;
 
@@ -55,7 +55,7 @@ int kt_supplypower_init(void)
 
 int kt_power_ac_online(void)
 {
-    if (kt_hardware_ver() == no_battery)
+    if (kt_hardware_ver() == always_on_mains)
         return 1;
     if (battery_supply == nullptr)
         return kt::refuse(ENODEV);

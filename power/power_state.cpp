@@ -25,12 +25,12 @@ void switch_off()
 void reset()
 {
     (void)std::puts("kt_system_power_state to POWER_STATE_RESET");
-    (void)kt::run_shell("echo charging > /kt/kt_module/reboot"); // start-up looks for it
+    (void)kt::run_shell("echo charging > /kt/kt_module/reboot"); // says what the restart is for
     (void)kt_sp_power(0);
     (void)kt::run_shell("reboot -f");
 }
 
-/** Module version 1 goes off its radio by rfkill while the terminal sleeps; others sleep by themselves. */
+/** Takes the radio of a module that hangs on rfkill off the air for the sleep. False: it was, or is another's. */
 bool block_radio()
 {
     if (kt_wifimodule_ver() != 1 || kt::attribute_int("/sys/class/rfkill/rfkill0/", "state") == 0)

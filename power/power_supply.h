@@ -6,7 +6,7 @@
 
 namespace kt {
 
-/** In the order of the table of attributes, which applications' callers index. */
+/** In the order of the table of attributes. */
 enum power_supply_property : int {
     property_status,
     property_charge_type,

@@ -20,9 +20,10 @@ extern "C" {
 /**
  * @brief Bring the library up.
  *
- * Runs in this order, whatever each step results in: kt_base_init(), kt_misc_init(), ignore SIGPIPE for the whole
- * process (writing to a closed pipe or socket then fails with EPIPE instead of ending the process), kt_srand_init().
- * A failing step reports itself by its own line. A second call repeats every step.
+ * Runs in this order, whatever each step results in: kt_base_init(), kt_misc_init(), kt_ts_init(),
+ * kt_supplypower_init(), kt_rtc_init(), ignore SIGPIPE for the whole process (writing to a closed pipe or socket then
+ * fails with EPIPE instead of ending the process), kt_key_init() (whose first call makes standard input non-blocking),
+ * kt_srand_init(). A failing step reports itself by its own line. A second call repeats every step.
  *
  * @return 0 always.
  * @note Threads: the application's main thread, before any other call of the library.
@@ -30,9 +31,10 @@ extern "C" {
 KT_API int kt_driverlib_init(void);
 
 /**
- * @brief Seed the C library's generator, which kt_get_random_number() draws from, with the current time in seconds.
+ * @brief Seed the C library's generator, which kt_get_random_number() draws from, with the current time in seconds and
+ * the battery's voltage (0 when kt_power_battery_attr(), which then prints its line, fails).
  *
- * Kernel: time(2).
+ * Kernel: time(2), and the battery's attributes.
  *
  * @note Threads: one at a time, and not beside kt_get_random_number(); rand(3) has one state for the process.
  */

@@ -38,7 +38,8 @@ KT_API int kt_rtc_init(void);
  *
  * Sets the system's clock in whole seconds, then runs "hwclock -w -f /dev/rtc0" without an echo line. Neither is
  * checked, nor whether there is such a time: one that cannot be converted is passed on as -1, which the kernel refuses.
- * Where the zone changes to summer time or back, its own rules decide which of the two is meant.
+ * Where the zone changes to summer time or back, its own rules decide which of the two is meant. 32-bit builds, the
+ * product's too, know times up to 2038-01-19 03:14:07 UTC.
  * Kernel: clock_settime(2) with CLOCK_REALTIME, which wants CAP_SYS_TIME.
  *
  * @param[in,out] t  The time. Afterwards it is in the C library's form: month 0 to 11, years since 1900.
@@ -61,7 +62,8 @@ KT_API int kt_rtc_get_time(kt_rtc_time *t);
 /**
  * @brief Seconds since 1970-01-01 00:00:00 of a calendar time without a zone.
  *
- * Exact from 1970 to 2106-02-07 06:28:15; all arithmetic wraps at 32 bits, and fields out of range are counted on.
+ * Exact from 1970 to 2106-02-07 06:28:15; all arithmetic wraps at 32 bits. Fields out of range are counted on, but a
+ * month only from -9 to 14.
  *
  * @return The seconds; 0xFFFFFFFF with EINVAL when @p t is null.
  * @note Threads: any.

@@ -81,12 +81,14 @@ typedef struct kt_key_event {
  * @brief Open keypad and power key for both readers.
  *
  * A device that is missing or cannot be opened only leaves its keys out: "kt_evdev_get_node error ret = -1 " is printed
- * for missing GPIO buttons, "open <node> device error!" for a node that cannot be opened. Called again, it opens all
- * devices anew; the old descriptors are closed, each directly before the open that replaces it.
+ * for missing GPIO buttons, "open <node> device error!" for a node that cannot be opened. Called again, it opens the
+ * devices anew that are there; the old descriptors are closed, each directly before the open that replaces it. Those of
+ * a device that is not found any more stay in use. The keypad's keys are all key 0 until it was opened for both
+ * readers.
  *
  * The application's descriptor of the GPIO buttons stays in blocking mode; the other three do not block. Instead of it
- * the descriptor that the sleep cycle's reader had before is made non-blocking: at the first call of a process that is
- * 0, its standard input.
+ * the descriptor that the sleep cycle's reader had before is made non-blocking: at the first call of a process that
+ * opens the buttons that is 0, its standard input.
  *
  * @return 0 always.
  */
@@ -152,8 +154,8 @@ typedef struct kt_ts_sample {
  * @brief Find and open the panel.
  *
  * Prints "sys_node_name=<directory> ts_type=<bus type>", and "open <node> device error!" when the node cannot be
- * opened. Called again, it closes the old descriptor before it opens the new one. A bus type that cannot be read counts
- * as capacitive.
+ * opened. Called again, it closes the old descriptor before it opens the new one; if there is no panel any more, the
+ * old one stays in use. A bus type that cannot be read counts as capacitive.
  *
  * @return 0; -1: there is no panel, or it cannot be opened.
  */
