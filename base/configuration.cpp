@@ -1,11 +1,11 @@
 // Keys of INI files, through iniparser: every call loads the file afresh, and a change writes all of it anew.
 #include "base/configuration.h"
 
+#include "base/decimal.h"
 #include "base/failure.h"
 #include "kt_driver/config.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <iniparser/iniparser.h>
 #include <memory>
@@ -73,7 +73,7 @@ int stored_setting(const char* key)
     char text[128] = {};
     (void)read_key(settings_file, {settings_section, key},
                    [&](const char* found) { (void)std::snprintf(text, sizeof text, "%s", found); });
-    return std::atoi(text); // NOLINT(bugprone-unchecked-string-to-number-conversion): what is no number is 0
+    return signed_decimal_value(text);
 }
 
 } // namespace kt

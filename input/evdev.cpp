@@ -16,7 +16,7 @@ bool reopen(int& fd, const char* node)
 {
     if (usable(fd))
         (void)close(fd);
-    fd = open(node, O_RDONLY);
+    fd = open(node, O_RDONLY | O_CLOEXEC); // commands that the library runs would keep the device's queue
     return usable(fd);
 }
 
@@ -35,7 +35,7 @@ int kt_evdev_probe(const char* needle)
     for (int index = 0;; ++index) {
         char path[64];
         (void)std::snprintf(path, sizeof path, "/sys/class/input/event%d/device/name", index);
-        const kt::unique_fd file(open(path, O_RDONLY));
+        const kt::unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
         if (file.get() < 0) {
             const kt::errno_keeper keeper;
             (void)std::printf("can't dev %s\n", needle);

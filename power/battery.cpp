@@ -6,7 +6,6 @@
 #include "kt_driver/power.h"
 
 #include <cstdio>
-#include <new>
 
 namespace {
 

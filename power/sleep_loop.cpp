@@ -11,9 +11,10 @@ namespace {
 constexpr int no_event = -1;
 constexpr int wifi_event = 32;
 
-bool heartbeat_is_due()
+/** @p arm, if not 0: one that is not due sets the board's timer. */
+bool heartbeat_is_due(int arm)
 {
-    if (kt_heartbeat_period_reconfig(0) != 0)
+    if (kt_heartbeat_period_reconfig(arm) != 0)
         return false;
     (void)std::puts("rtc time out ");
     return true;
@@ -47,10 +48,8 @@ int kt_auto_sleep_loop(void)
         if (shake_hands()) {
             if (kt_key_event_get() == 1)
                 return KT_SLEEP_KEY;
-            if (kt_heartbeat_period_reconfig(1) == 0) {
-                (void)std::puts("rtc time out ");
+            if (heartbeat_is_due(1))
                 return KT_SLEEP_HEARTBEAT;
-            }
             (void)system_helper("echo mem > /sys/power/state"); // returns after the terminal woke up
             event = kt_pm_wakeup_event();
             (void)std::printf("# hal kt_pm_wakeup_event %d #\n", event);
@@ -62,7 +61,7 @@ int kt_auto_sleep_loop(void)
             for (int i = 0; i < 10; ++i) {
                 if (kt_key_event_get() == 1)
                     return wifi_event;
-                if (heartbeat_is_due())
+                if (heartbeat_is_due(0))
                     return KT_SLEEP_HEARTBEAT;
                 mdelay(500);
             }
@@ -70,7 +69,7 @@ int kt_auto_sleep_loop(void)
         }
         if (event >= 0)
             return event;
-        if (heartbeat_is_due()) // a wake-up event is pending, or nobody knows what woke the terminal
+        if (heartbeat_is_due(0)) // a wake-up event is pending, or nobody knows what woke the terminal
             return KT_SLEEP_HEARTBEAT;
         mdelay(10);
     }

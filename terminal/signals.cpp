@@ -31,9 +31,11 @@ sigset_t ending_signals()
 void wait_for(const descriptor& arrived, int leave, const std::function<void()>& end)
 {
     pollfd sources[] = {{arrived.get(), POLLIN, 0}, {leave, POLLIN, 0}};
-    while (poll(sources, std::size(sources), -1) >= 0 && sources[1].revents == 0) {
+    while (sources[1].revents == 0) {
         signalfd_siginfo one;
-        if (read(arrived.get(), &one, sizeof one) == sizeof one)
+        if (poll(sources, std::size(sources), -1) < 0)
+            continue;
+        if (sources[0].revents != 0 && read(arrived.get(), &one, sizeof one) == sizeof one)
             end();
     }
 }

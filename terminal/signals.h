@@ -12,7 +12,7 @@ namespace kt::terminal {
 /**
  * While it lives: SIGINT and SIGQUIT are left to the program, which gets them from the keyboard too; SIGTERM and SIGHUP
  * end the program, unless they were ignored; SIGPIPE only makes writes fail. One at a time, made before any thread that
- * does not block signals itself. Programs that are started meanwhile must be given an empty signal mask.
+ * does not block signals itself. Programs that are started meanwhile must be given a signal mask without these two.
  */
 class signals {
 public:

@@ -15,7 +15,7 @@ static void show_battery(void)
 }
 
 /* Until the power key is let go. Keys of the keypad are told when the power key is pressed: until then kt_get_key()
-   waits for it. An application that shows them at once calls it from a thread of its own for each device. */
+   waits for it. An application that wants them at once polls kt_pm_get_key(). */
 static void show_keys(void)
 {
     kt_key_event event;

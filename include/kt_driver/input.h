@@ -98,8 +98,9 @@ KT_API int kt_key_init(void);
  * @brief Take the next press or release of a key, for the application.
  *
  * The keypad comes first; autorepeats are left out. When the keypad has nothing, and there are GPIO buttons, it @b
- * waits until one of them is pressed or released (and, if that was not the power key, further): an application that
- * must not wait polls kt_pm_get_key(), or calls this from a thread of its own. A signal does not end the waiting.
+ * waits until the power key is pressed or released, or the buttons are gone. Keys of the keypad that are pressed
+ * meanwhile come with the next calls. Who needs them at once polls kt_pm_get_key(), whose pending events
+ * kt_auto_sleep_loop() drops. A signal does not end the waiting.
  *
  * @param[out] out  The event; untouched when there is none.
  * @return 8, the size of the event; 0: there is none, or it was refused.

@@ -48,9 +48,8 @@ KT_API int kt_supplypower_init(void);
  * @brief Whether power comes from outside.
  *
  * Hardware version 50 stands on mains power: it is always 1 there, and nothing is read. Others tell by the battery's
- * status: discharging and not charging
- * mean that the battery feeds the terminal, any other word, unknown ones too, that the mains does. Prints "ac_supply
- * get ac online error" when the status cannot be read.
+ * status: discharging and not charging mean that the battery feeds the terminal, any other word, unknown ones too, that
+ * the mains does. Prints "ac_supply get ac online error" when the status cannot be read.
  *
  * @return 1: from outside; 0: from the battery; -1: failed, @c errno says why.
  * @errno ENODEV  the battery was not found, see kt_supplypower_init()
@@ -95,8 +94,8 @@ enum {
  * - Reset: "charging" is written into the file /kt/kt_module/reboot, the secure processor's power goes to 0, and
  *   "reboot -f" is run.
  * - Suspend: unless the radio shall stay up (kt_wifi_get_keepalived() is not 0, or cannot be read), the radio of a
- * Wi-Fi module of version 1 is blocked by rfkill while the terminal sleeps, and "rfkill block wifi" and "rfkill unblock
- * wifi" are printed; 100 ms pass after the first. A radio that is blocked already (attribute "state" of
+ *   Wi-Fi module of version 1 is blocked by rfkill while the terminal sleeps, and "rfkill block wifi" and "rfkill
+ *   unblock wifi" are printed; 100 ms pass after the first. A radio that is blocked already (attribute "state" of
  *   "/sys/class/rfkill/rfkill0/" reads 0) stays so, and nothing of this is done.
  *
  * No command's result is looked at; those of kt_sp_power() are echoed, see system_helper().
@@ -147,14 +146,16 @@ KT_API int kt_get_sleep_timeout(void);
 /**
  * @brief Keep the terminal from going to sleep, or no longer.
  *
- * Runs "echo drv > /sys/power/wake_lock", or for 0 the same with wake_unlock, without an echo line.
+ * Runs "echo drv > /sys/power/wake_lock", or for 0 the same with wake_unlock, without an echo line. While the lock is
+ * taken, kt_auto_sleep_loop() waits in the kernel and looks at neither keys nor heartbeat.
  *
  * @param lock  Not 0: take the lock; 0: release it.
  * @return Of system(3): the shell's wait status, or -1.
  */
 KT_API int kt_sleep_lock(int lock);
 
-/** @brief Read the boot time, attribute "kt_boottime" of the ioctl directory. @return The value; -1: failed. */
+/** @brief Read the boot time, attribute "kt_boottime" of the ioctl directory. @return The driver's number; -1: failed.
+ */
 KT_API int kt_get_boottime(void);
 
 /**
@@ -209,20 +210,21 @@ KT_API int kt_key_event_get(void);
  * @brief Sleep until a key, the heartbeat or an event of the board ends it.
  *
  * Drops the sleep cycle's pending keys. Then, without limit:
- * 1. Reads "/sys/power/wakeup_count" and writes it back. If the kernel took it, a key or a due heartbeat ends the
- * cycle; else the board's timer is set to the heartbeat and "echo mem > /sys/power/state" is run (echoed, see
- *    system_helper()), which returns after the terminal woke up. What woke it is kt_pm_wakeup_event().
+ * 1. Reads "/sys/power/wakeup_count", which waits while a wake lock is taken or a wake-up event is pending, and writes
+ *    it back. If the kernel took it, a key or a due heartbeat ends the cycle; else the board's timer is set to the
+ *    heartbeat and "echo mem > /sys/power/state" is run (echoed, see system_helper()), which returns after the terminal
+ *    woke up. What woke it is kt_pm_wakeup_event(); if the kernel refused to suspend, that is still the event before.
  * 2. A key ends the cycle.
  * 3. After a wake-up by the Wi-Fi module keys and heartbeat are watched for 5 s, then it goes on at 1; if the kernel
  *    refuses the count there, another 5 s are watched. Any other event of 0 or more ends the cycle.
- * 4. Otherwise (the kernel refused the count since a wake-up event is pending, or the event is negative or unreadable)
- * a due heartbeat ends the cycle; 10 ms later it goes on at 1.
+ * 4. Otherwise (the kernel refused the count, since a wake-up event came after the read, or the event is negative or
+ *    unreadable) a due heartbeat ends the cycle; 10 ms later it goes on at 1.
  *
  * Prints "# hal kt_pm_wakeup_event <event> #" after each sleep, "wifi wake up,will continue sleep after 5s ", "rtc time
  * out ", and what kt_key_event_get(), kt_heartbeat_period_reconfig(), sys_read() and sys_write() print.
  *
  * @return #KT_SLEEP_HEARTBEAT; #KT_SLEEP_KEY when a key came before a sleep; else the event of the last sleep, also
- * when a key came after it (but #KT_SLEEP_KEY if the event could not be read).
+ *         when a key came after it (but #KT_SLEEP_KEY if the event could not be read).
  */
 KT_API int kt_auto_sleep_loop(void);
 

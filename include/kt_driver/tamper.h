@@ -18,8 +18,7 @@ extern "C" {
  * Both words come from the attribute "sp_tamper_status" of "/sys/class/kt_misc/ioctl/", which the driver asks the
  * secure processor for; its text is "0x<status>,0x<word>". A status of 0xcccccccc says that it did not answer: the
  * reads print "ap_tamper_read sp no resp.." and ask up to five times, 500 ms apart, so a silent one costs two seconds.
- * A word that
- * does not stand there in this form is 0; one of more than 32 bits is anything. Threads: any.
+ * A word that does not stand there in this form is 0; one of more than 32 bits is anything. Threads: any.
  * @{
  */
 

@@ -65,7 +65,8 @@ std::string path_of(const json& asked)
     while (!left.empty()) {
         left.remove_prefix(1);
         const std::string_view name = left.substr(0, left.find('/'));
-        if (name == "." || name == ".." || name.size() > longest_name || name.find('\0') != std::string_view::npos)
+        const bool doubled_slash = name.empty() && !left.empty(); // one place has one path here
+        if (doubled_slash || name == "." || name == ".." || name.size() > longest_name || name.find('\0') != std::string_view::npos)
             throw refusal("\"path\" has a name that no file can have");
         left.remove_prefix(name.size());
     }

@@ -47,14 +47,16 @@ int start_helper(pid_t& helper, const launch_options& options, int channel)
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
     sigset_t all;
-    sigset_t none; // the terminal blocks what ends it
+    sigset_t mask;
     sigfillset(&all);
-    sigemptyset(&none);
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    for (const int number : {SIGTERM, SIGHUP}) // which the terminal blocks, to take them in its own way
+        sigdelset(&mask, number);
     posix_spawn_file_actions_init(&actions);
     posix_spawnattr_init(&attributes);
     posix_spawn_file_actions_adddup2(&actions, channel, channel); // to itself: stays open
     posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigmask(&attributes, &mask);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
     const int error = posix_spawn(&helper, path.c_str(), &actions, &attributes, words.data(), environ);
     posix_spawnattr_destroy(&attributes);
