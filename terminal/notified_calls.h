@@ -6,46 +6,106 @@
 
 namespace kt::terminal {
 
-/** One way into the kernel, and its numbers of these calls; no_call where it does not have one. */
-struct way_in {
-    unsigned architecture; /**< AUDIT_ARCH_… */
-    bool short_words;      /**< Of the time calls without "64" in their names: 32-bit seconds. */
-    unsigned ioctl;
-    unsigned thread_area; /**< What a C library calls once after each exec; only where time_functions.h has work. */
-    unsigned settimeofday;
-    unsigned clock_settime;
-    unsigned clock_settime64;
-    unsigned stime;
-    unsigned gettimeofday;
-    unsigned clock_gettime;
-    unsigned clock_gettime64;
-    unsigned time;
-};
-
 inline constexpr unsigned no_call = ~0U;
+
+/** One way into the kernel, and its numbers of these calls. */
+struct way_in {
+    unsigned architecture = 0; /**< AUDIT_ARCH_… */
+    bool short_words = false;  /**< Of the time calls without "64" in their names: 32-bit seconds. */
+    unsigned ioctl = no_call;
+    unsigned thread_area =
+        no_call; /**< What a C library calls once after each exec; only where time_functions.h has work. */
+    unsigned settimeofday = no_call;
+    unsigned clock_settime = no_call;
+    unsigned clock_settime64 = no_call;
+    unsigned stime = no_call;
+    unsigned gettimeofday = no_call;
+    unsigned clock_gettime = no_call;
+    unsigned clock_gettime64 = no_call;
+    unsigned time = no_call;
+};
 
 /** arch_prctl's first argument where that is the call thread_area. */
 inline constexpr unsigned set_fs = 0x1002;
 
-// clang-format off
-inline constexpr way_in ways_in[] = {
+#if defined(__x86_64__) || defined(__i386__)
+inline constexpr way_in way_of_i386 = {
+    .architecture = AUDIT_ARCH_I386,
+    .short_words = true,
+    .ioctl = 54,
+    .thread_area = 243,
+    .settimeofday = 79,
+    .clock_settime = 264,
+    .clock_settime64 = 404,
+    .stime = 25,
+    .gettimeofday = 78,
+    .clock_gettime = 265,
+    .clock_gettime64 = 403,
+    .time = 13,
+};
+#endif
 #if defined(__x86_64__)
-    {AUDIT_ARCH_X86_64, false, 16, 158, 164, 227, no_call, no_call, 96, 228, no_call, 201},
-    {AUDIT_ARCH_X86_64, false, 0x40000000 + 514, no_call, 0x40000000 + 164, 0x40000000 + 227, no_call, no_call,
-     0x40000000 + 96, 0x40000000 + 228, no_call, 0x40000000 + 201}, // x32
-    {AUDIT_ARCH_I386, true, 54, 243, 79, 264, 404, 25, 78, 265, 403, 13},
+inline constexpr way_in way_of_x86_64 = {
+    .architecture = AUDIT_ARCH_X86_64,
+    .ioctl = 16,
+    .thread_area = 158,
+    .settimeofday = 164,
+    .clock_settime = 227,
+    .gettimeofday = 96,
+    .clock_gettime = 228,
+    .time = 201,
+};
+inline constexpr unsigned x32_bit = 0x40000000;
+inline constexpr way_in way_of_x32 = {
+    .architecture = AUDIT_ARCH_X86_64,
+    .ioctl = x32_bit + 514,
+    .settimeofday = x32_bit + 164,
+    .clock_settime = x32_bit + 227,
+    .gettimeofday = x32_bit + 96,
+    .clock_gettime = x32_bit + 228,
+    .time = x32_bit + 201,
+};
+inline constexpr way_in ways_in[] = {way_of_x86_64, way_of_x32, way_of_i386};
 #elif defined(__i386__)
-    {AUDIT_ARCH_I386, true, 54, 243, 79, 264, 404, 25, 78, 265, 403, 13},
+inline constexpr way_in ways_in[] = {way_of_i386};
 #elif defined(__aarch64__)
-    {AUDIT_ARCH_AARCH64, false, 29, no_call, 170, 112, no_call, no_call, 169, 113, no_call, no_call},
-    {AUDIT_ARCH_ARM, true, 54, no_call, 79, 262, 404, no_call, 78, 263, 403, no_call},
+inline constexpr way_in way_of_aarch64 = {
+    .architecture = AUDIT_ARCH_AARCH64,
+    .ioctl = 29,
+    .settimeofday = 170,
+    .clock_settime = 112,
+    .gettimeofday = 169,
+    .clock_gettime = 113,
+};
+inline constexpr way_in way_of_arm = {
+    .architecture = AUDIT_ARCH_ARM,
+    .short_words = true,
+    .ioctl = 54,
+    .settimeofday = 79,
+    .clock_settime = 262,
+    .clock_settime64 = 404,
+    .gettimeofday = 78,
+    .clock_gettime = 263,
+    .clock_gettime64 = 403,
+};
+inline constexpr way_in ways_in[] = {way_of_aarch64, way_of_arm};
 #elif defined(__mips__) && defined(__MIPSEL__) && _MIPS_SIM == _ABIO32
-    {AUDIT_ARCH_MIPSEL, true, __NR_ioctl, no_call, __NR_settimeofday, __NR_clock_settime, __NR_clock_settime64,
-     __NR_stime, __NR_gettimeofday, __NR_clock_gettime, __NR_clock_gettime64, __NR_time},
+inline constexpr way_in way_of_mipsel = {
+    .architecture = AUDIT_ARCH_MIPSEL,
+    .short_words = true,
+    .ioctl = __NR_ioctl,
+    .settimeofday = __NR_settimeofday,
+    .clock_settime = __NR_clock_settime,
+    .clock_settime64 = __NR_clock_settime64,
+    .stime = __NR_stime,
+    .gettimeofday = __NR_gettimeofday,
+    .clock_gettime = __NR_clock_gettime,
+    .clock_gettime64 = __NR_clock_gettime64,
+    .time = __NR_time,
+};
+inline constexpr way_in ways_in[] = {way_of_mipsel};
 #else
 #error "name this processor's ways into these calls"
 #endif
-};
-// clang-format on
 
 } // namespace kt::terminal

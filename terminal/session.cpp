@@ -77,9 +77,9 @@ launch_result run_session(const terminal_options& options, const std::string& bo
     launch_options start = options.start;
     start.stand_ins = chosen.programs();
     launch program(std::move(start));
-    std::optional<fuse_server> files; // ended before the helper is waited for, who may be waiting for a file
+    std::optional<fuse_server> files;       // ended before the helper is waited for, who may be waiting for a file
     const auto sleep = know_suspend(shown); // ended before the files, which show what waits in it
-    std::optional<notifier> requests; // finds its nodes through the files
+    std::optional<notifier> requests;       // finds its nodes through the files
     control_server control(shown, chosen, {name, version}, [&program] { program.stop(); });
     control.listen_on(outside.take());
 

@@ -2,11 +2,12 @@
 #include "terminal/battery/battery.h"
 
 #include "terminal/model/node.h"
+#include "terminal/model/shown_number.h"
 #include "terminal/model/timers.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
@@ -19,15 +20,44 @@ constexpr double tick_percent = 0.1;
 constexpr std::chrono::seconds shortest_tick{1};
 constexpr std::chrono::seconds longest_tick{60};
 
-std::optional<int> number_at(const board& asked, const char* path)
+std::optional<std::int64_t> number_at(const board& asked, const char* path)
 {
     const auto state = asked.attribute(path);
     if (!state)
         return std::nullopt;
-    return std::atoi(state->text.c_str());
+    return shown_number(state->text);
 }
 
 } // namespace
+
+/** Somebody who touches the board, also without the lock: stop() waits for its end. False: the battery is stopped. */
+class battery::turn {
+public:
+    explicit turn(battery& of) : battery_(of)
+    {
+        const std::lock_guard lock(battery_.mutex_);
+        if (battery_.stopped_)
+            return;
+        ++battery_.turns_;
+        taken_ = true;
+    }
+    ~turn()
+    {
+        if (!taken_)
+            return;
+        const std::lock_guard lock(battery_.mutex_);
+        --battery_.turns_;
+        battery_.turn_over_.notify_all();
+    }
+    turn(const turn&) = delete;
+    turn& operator=(const turn&) = delete;
+
+    explicit operator bool() const { return taken_; }
+
+private:
+    battery& battery_;
+    bool taken_ = false;
+};
 
 battery::battery(board& on, std::string folder, clock now)
     : board_(on), folder_(std::move(folder)), now_(std::move(now)), last_(now_())
@@ -61,18 +91,24 @@ bool battery::is_gone() const
 
 bool battery::is_gone_locked() const
 {
+    if (stopped_) // the board may have ended since
+        return true;
     const auto there = board_.find(folder_);
-    return stopped_ || there == nullptr || there != place_.lock();
+    return there == nullptr || there != place_.lock();
 }
 
 void battery::stop()
 {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     stopped_ = true;
+    turn_over_.wait(lock, [this] { return turns_ == 0; });
 }
 
 void battery::refresh()
 {
+    const turn mine(*this);
+    if (!mine)
+        return;
     bool mains_changed = false;
     {
         const std::lock_guard lock(mutex_);
@@ -88,6 +124,9 @@ void battery::refresh()
 
 void battery::change(const battery_change& how)
 {
+    const turn mine(*this);
+    if (!mine)
+        return;
     if (how.mains)
         set_mains(*how.mains);
     {
@@ -152,7 +191,8 @@ bool battery::follow_locked()
     last_ = now;
     const bool mains = number_at(board_, mains_attribute).value_or(0) != 0;
     const bool changed = mains != cell_.mains();
-    cell_.set_limit(number_at(board_, limit_attribute).value_or(100));
+    cell_.set_limit(
+        static_cast<int>(std::clamp<std::int64_t>(number_at(board_, limit_attribute).value_or(100), 0, 100)));
     cell_.set_mains(mains);
     return changed;
 }

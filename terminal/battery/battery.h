@@ -6,6 +6,7 @@
 
 #include <array>
 #include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
@@ -60,10 +61,12 @@ public:
     void change(const battery_change& how);
     battery_state state() const;
 
-    /** Nothing of the board is touched any more. */
+    /** Waits for those who are at the board; then nothing of it is touched any more. Not from the board's listeners. */
     void stop();
 
 private:
+    class turn;
+
     bool is_gone_locked() const;
     void set_mains(bool present);
     void apply_locked(const battery_change& how);
@@ -78,6 +81,8 @@ private:
     const clock now_;
     mutable std::mutex mutex_;
     bool stopped_ = false;
+    int turns_ = 0; // those who may be at the board
+    std::condition_variable turn_over_;
     std::weak_ptr<node> place_; // the folder that it was given: another of that name is not its own
     battery_cell cell_;
     double speed_ = 1;

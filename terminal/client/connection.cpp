@@ -1,8 +1,8 @@
 /** A stream socket, cut into lines. */
 #include "terminal/client/connection.h"
 
-#include "terminal/protocol/bytes_json.h"
 #include "terminal/json/json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <cerrno>
 #include <cstring>

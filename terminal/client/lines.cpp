@@ -1,7 +1,7 @@
 /** What a test says to the other end of a serial line, as requests. */
 #include "terminal/client/connection.h"
-#include "terminal/protocol/bytes_json.h"
 #include "terminal/json/json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <algorithm>
 

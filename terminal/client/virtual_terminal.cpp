@@ -1,11 +1,11 @@
 /** What a test says to the board and finds in its journal, as requests. */
 #include "terminal/client/connection.h"
+#include "terminal/json/json.h"
 #include "terminal/model/errno_names.h"
 #include "terminal/model/open_flags.h"
 #include "terminal/own_folder.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
-#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <cstdio>

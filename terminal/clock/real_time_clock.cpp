@@ -2,6 +2,7 @@
 #include "terminal/clock/real_time_clock.h"
 
 #include "terminal/json/json.h"
+#include "terminal/rtc_record.h"
 
 #include <cerrno>
 #include <climits>
@@ -25,16 +26,7 @@ rtc_time record_of(seconds time)
     const auto count = static_cast<std::time_t>(time.count());
     tm parts{};
     gmtime_r(&count, &parts);
-    rtc_time record{};
-    record.tm_sec = parts.tm_sec;
-    record.tm_min = parts.tm_min;
-    record.tm_hour = parts.tm_hour;
-    record.tm_mday = parts.tm_mday;
-    record.tm_mon = parts.tm_mon;
-    record.tm_year = parts.tm_year;
-    record.tm_wday = parts.tm_wday;
-    record.tm_yday = parts.tm_yday;
-    return record;
+    return rtc_record_of(parts);
 }
 
 /** Nothing: the kernel would refuse it. Week day, day of the year and daylight saving say nothing. */
@@ -91,7 +83,8 @@ private:
 real_time_clock::real_time_clock(board& on) : node(S_IFREG | 0600), board_(on)
 {
     const timespec now = board_.clock().now();
-    ahead_ = seconds(now.tv_sec) + nanoseconds(now.tv_nsec) - ticks();
+    set_to_ = seconds(now.tv_sec);
+    set_at_ = ticks() - nanoseconds(now.tv_nsec);
 }
 
 result<std::unique_ptr<open_file>> real_time_clock::open(int)
@@ -112,18 +105,21 @@ nanoseconds real_time_clock::ticks() const
 seconds real_time_clock::time() const
 {
     const std::lock_guard lock(mutex_);
-    return std::chrono::floor<seconds>(ticks() + ahead_);
+    return set_to_ + std::chrono::floor<seconds>(ticks() - set_at_);
 }
 
 void real_time_clock::set(seconds to)
 {
     const std::lock_guard lock(mutex_);
-    ahead_ = to - ticks();
+    set_to_ = to;
+    set_at_ = ticks();
 }
 
 void know_real_time_clock(board& known)
 {
     known.set_device_maker("rtc", [](board& on, const std::string& path, const std::string& options) {
+        if (!path.starts_with("/dev/"))
+            throw std::invalid_argument("a hardware clock must lie below /dev");
         const auto read = parsed_json(options, nullptr, false);
         if (!read.is_object() || read.size() > 1 || (read.size() == 1 && !read.contains("kind")))
             throw std::invalid_argument("a hardware clock has no options");

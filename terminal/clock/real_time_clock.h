@@ -30,7 +30,8 @@ private:
 
     board& board_;
     mutable std::mutex mutex_;
-    std::chrono::nanoseconds ahead_{0}; // of the ticks
+    std::chrono::seconds set_to_{0};     // whole ones: nanoseconds end in the year 2262, the kernel's records do not
+    std::chrono::nanoseconds set_at_{0}; // by the ticks
 };
 
 /** Makes the kind "rtc" known to a board; it has no options. */

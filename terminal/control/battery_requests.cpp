@@ -49,8 +49,11 @@ nlohmann::ordered_json requests::battery(const json& asked)
     return state_of(*found);
 }
 
-/** Time has passed for what is asked about. */
-void requests::catch_up()
+/**
+ * Without a request the battery looks at its time at its ticks only, and a battery whose time the other side has made
+ * fast may be far on by then: whoever asks for whatever operation (its attributes can be got, too) meets it as of now.
+ */
+void requests::refresh_battery()
 {
     if (const auto found = battery_of(board_))
         found->refresh();

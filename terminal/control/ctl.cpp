@@ -5,13 +5,12 @@
 #include "terminal/control/ctl_clock_request.h"
 #include "terminal/control/ctl_device_request.h"
 #include "terminal/control/ctl_request.h"
-#include "terminal/control/ctl_sleep_request.h"
 #include "terminal/control/event_text.h"
 #include "terminal/control/socket_folder.h"
+#include "terminal/json/json.h"
 #include "terminal/own_folder.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
-#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -175,12 +174,10 @@ int print_answer(const std::string& command, const json& answer)
         for (const char* end : {"pty", "tcp_port"})
             if (answer.contains(end))
                 print((answer[end].is_string() ? answer[end].get<std::string>() : answer[end].dump()) + "\n");
-    } else if (command == "sleep") {
-        print(ctl_sleep_text(answer));
     } else if (command == "clock") {
         print(ctl_clock_text(answer));
-    } else if (command == "battery" || command == "tamper") {
-        print(ctl_device_text(answer));
+    } else if (command == "battery" || command == "tamper" || command == "sleep") {
+        print(ctl_state_text(answer));
     } else if (command == "hello") {
         print(answer.dump(4) + "\n");
     } else if (command == "wait") {

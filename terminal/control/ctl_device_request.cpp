@@ -27,12 +27,14 @@ std::string value_text(const json& value)
         return value.get<bool>() ? "on" : "off";
     if (value.is_string())
         return value.get<std::string>();
+    if (value.is_null())
+        return "none";
     if (!value.is_array())
         return value.dump();
     std::string all;
     for (const json& each : value)
         all += (all.empty() ? "" : " ") + value_text(each);
-    return all.empty() ? "-" : all;
+    return all.empty() ? "none" : all;
 }
 
 } // namespace
@@ -53,7 +55,7 @@ json ctl_device_request(const std::string& command, const std::vector<std::strin
     return request;
 }
 
-std::string ctl_device_text(const json& answer)
+std::string ctl_state_text(const json& answer)
 {
     std::string text;
     for (const auto& [name, value] : answer.items()) {

@@ -10,7 +10,8 @@ namespace kt::terminal {
 /** The request of "battery" or "tamper"; another command gives null. */
 nlohmann::ordered_json ctl_device_request(const std::string& command, const std::vector<std::string>& words);
 
-/** A device's state as lines of a name and a value; what an object holds stands in lines of its own. */
-std::string ctl_device_text(const nlohmann::ordered_json& answer);
+/** The state that "battery", "tamper" or "sleep" is answered with, as lines of a name and a value; what an object holds
+ * stands in lines of its own. */
+std::string ctl_state_text(const nlohmann::ordered_json& answer);
 
 } // namespace kt::terminal

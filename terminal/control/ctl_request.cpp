@@ -6,8 +6,8 @@
 #include "terminal/control/ctl_input_request.h"
 #include "terminal/control/ctl_line_request.h"
 #include "terminal/control/ctl_sleep_request.h"
-#include "terminal/protocol/bytes_json.h"
 #include "terminal/json/json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <algorithm>
 #include <charconv>

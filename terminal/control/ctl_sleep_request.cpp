@@ -51,20 +51,4 @@ json ctl_sleep_request(const std::string& command, const word_list& words)
     return nullptr;
 }
 
-std::string ctl_sleep_text(const json& answer)
-{
-    std::string text;
-    for (const auto& [name, value] : answer.items()) {
-        if (name == "ok")
-            continue;
-        text += name + " ";
-        if (value.is_boolean())
-            text += value.get<bool>() ? "yes" : "no";
-        else
-            text += value.is_null() ? "none" : value.dump();
-        text += "\n";
-    }
-    return text;
-}
-
 } // namespace kt::terminal

@@ -10,7 +10,4 @@ namespace kt::terminal {
 /** The request of "sleep" or "wake"; any other command gives null. */
 nlohmann::ordered_json ctl_sleep_request(const std::string& command, const std::vector<std::string>& words);
 
-/** How "sleep" is answered, as names and values. */
-std::string ctl_sleep_text(const nlohmann::ordered_json& answer);
-
 } // namespace kt::terminal

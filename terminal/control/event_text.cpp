@@ -58,7 +58,7 @@ std::string event_text(const event& happened)
     if (happened.kind == "exit" || (happened.kind == "wake" && happened.error.empty()))
         line.append(" ").append(std::to_string(happened.result));
     if (happened.kind == "wake")
-        line.append(" after ").append(std::to_string(happened.size)).append(" ms");
+        line.append(" after ").append(std::to_string(happened.slept_ms)).append(" ms");
     if (!happened.error.empty())
         line += " -> " + happened.error;
     return line;

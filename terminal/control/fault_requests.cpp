@@ -2,9 +2,9 @@
 #include "terminal/control/fault_requests.h"
 
 #include "terminal/control/request_values.h"
+#include "terminal/json/json.h"
 #include "terminal/model/errno_names.h"
 #include "terminal/protocol/bytes_json.h"
-#include "terminal/json/json.h"
 
 namespace kt::terminal {
 

@@ -4,8 +4,8 @@
 #include "terminal/control/request_values.h"
 #include "terminal/input/input_device.h"
 #include "terminal/input/keys.h"
-#include "terminal/model/timers.h"
 #include "terminal/json/json.h"
+#include "terminal/model/timers.h"
 
 #include <limits>
 #include <linux/input-event-codes.h>

@@ -2,8 +2,8 @@
 #include "terminal/control/line_requests.h"
 
 #include "terminal/control/request_values.h"
-#include "terminal/protocol/bytes_json.h"
 #include "terminal/json/json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 /** What the control socket can be asked about the modem. */
 #include "terminal/control/request_values.h"
 #include "terminal/control/requests.h"
+#include "terminal/json/json.h"
 #include "terminal/modem/modem.h"
 #include "terminal/protocol/bytes_json.h"
-#include "terminal/json/json.h"
 
 namespace kt::terminal {
 

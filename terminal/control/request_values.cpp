@@ -1,8 +1,8 @@
 /** Taking the values of a request out, each with its own refusal. */
 #include "terminal/control/request_values.h"
 
-#include "terminal/protocol/bytes_json.h"
 #include "terminal/json/json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <cstdio>
 
@@ -66,7 +66,8 @@ std::string path_of(const json& asked)
         left.remove_prefix(1);
         const std::string_view name = left.substr(0, left.find('/'));
         const bool doubled_slash = name.empty() && !left.empty(); // one place has one path here
-        if (doubled_slash || name == "." || name == ".." || name.size() > longest_name || name.find('\0') != std::string_view::npos)
+        if (doubled_slash || name == "." || name == ".." || name.size() > longest_name ||
+            name.find('\0') != std::string_view::npos)
             throw refusal("\"path\" has a name that no file can have");
         left.remove_prefix(name.size());
     }

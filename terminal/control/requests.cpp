@@ -2,9 +2,9 @@
 #include "terminal/control/requests.h"
 
 #include "terminal/control/request_values.h"
+#include "terminal/json/json.h"
 #include "terminal/protocol/bytes_json.h"
 #include "terminal/protocol/event_json.h"
-#include "terminal/json/json.h"
 
 #include <algorithm>
 #include <array>
@@ -83,6 +83,7 @@ struct requests::operation {
     }
 
     static parked_request wait(requests& all, const json& asked) { return all.wait(asked); }
+    static parked_request clock(requests& all, const json& asked) { return all.clock(asked); }
     static parked_request expect(requests& all, const json& asked) { return all.lines_.expect(asked); }
     static parked_request hold(requests& all, const json& asked) { return all.inputs_.hold(asked); }
     static parked_request drag(requests& all, const json& asked) { return all.inputs_.drag(asked); }
@@ -130,7 +131,7 @@ const requests::operation requests::operations[] = {
     {"wake", operation::own<&requests::wake>, nullptr, {"event"}},
     {"battery", operation::own<&requests::battery>, nullptr, {"set"}},
     {"tamper", operation::own<&requests::tamper>, nullptr, {"set"}},
-    {"clock", operation::own<&requests::clock>, nullptr, {"set", "advance_ms"}},
+    {"clock", nullptr, operation::clock, {"set", "advance_ms"}},
     {"stop", operation::own<&requests::stop>, nullptr, {}},
 };
 
@@ -140,9 +141,10 @@ requests::requests(board& asked, const profile& actions, terminal_identity ident
       profile_(actions),
       identity_(std::move(identity)),
       stop_(std::move(stop)),
+      try_again_(std::move(try_again)),
       rules_(asked),
-      lines_(asked, try_again),
-      inputs_(asked, std::move(try_again))
+      lines_(asked, try_again_),
+      inputs_(asked, try_again_)
 {
 }
 
@@ -164,7 +166,7 @@ std::variant<std::string, parked_request> requests::answer(std::string_view line
         for (const auto& [key, value] : asked.items())
             if (key != "op" && !known->takes(key))
                 throw refusal("\"" + name + "\" takes no \"" + key + "\"");
-        catch_up();
+        refresh_battery(); // any operation may look at what it shows
         if (known->act != nullptr)
             return known->act(*this, asked);
         parked_request waiting = known->park(*this, asked);

@@ -54,13 +54,13 @@ private:
     json act(const json& asked);
     json actions(const json& asked);
     json stop(const json& asked);
-    json modem(const json& asked); // modem_requests.cpp
-    json sleep(const json& asked); // sleep_requests.cpp
-    json wake(const json& asked);  // sleep_requests.cpp
-    json battery(const json& asked); // battery_requests.cpp
-    json tamper(const json& asked);  // tamper_requests.cpp
-    json clock(const json& asked);   // clock_requests.cpp
-    void catch_up();                 // battery_requests.cpp
+    json modem(const json& asked);           // modem_requests.cpp
+    json sleep(const json& asked);           // sleep_requests.cpp
+    json wake(const json& asked);            // sleep_requests.cpp
+    json battery(const json& asked);         // battery_requests.cpp
+    json tamper(const json& asked);          // tamper_requests.cpp
+    parked_request clock(const json& asked); // clock_requests.cpp
+    void refresh_battery();                  // battery_requests.cpp
     parked_request wait(const json& asked);
 
     struct operation;
@@ -70,6 +70,7 @@ private:
     const profile& profile_;
     const terminal_identity identity_;
     const std::function<void()> stop_;
+    const std::function<void()> try_again_;
     fault_requests rules_;
     line_requests lines_;
     input_requests inputs_;

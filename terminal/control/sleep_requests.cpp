@@ -49,7 +49,7 @@ int event_of_request(const json& asked)
                       : value->is_number_integer() ? value->get<std::int64_t>() >= std::int64_t{limits::min()}
                                                    : false;
     if (!fits)
-        throw refusal("\"event\" must be a whole number of 32 bits");
+        throw refusal("\"event\" must be a whole number from -2147483648 to 2147483647");
     return value->get<int>();
 }
 

@@ -19,16 +19,6 @@ void give(device_request& asked, std::string_view bytes)
         asked.fail(EFAULT);
 }
 
-/** Answers with a whole record. */
-template <typename Record>
-void give_record(device_request& asked, const Record& record)
-{
-    if (asked.copy_out(asked.argument(), &record, sizeof record))
-        asked.done();
-    else
-        asked.fail(EFAULT);
-}
-
 /** The number without the size of its record, where that is the caller's choice. */
 constexpr std::uint32_t without_size(std::uint32_t number)
 {
@@ -39,17 +29,18 @@ constexpr std::uint32_t without_size(std::uint32_t number)
 
 void input_device::control(client& by, device_request_ptr asked)
 {
-    {
+    const bool gone = [&] {
         const std::lock_guard lock(mutex_);
-        if (gone_)
-            return asked->fail(ENODEV);
-    }
+        return gone_;
+    }();
+    if (gone)
+        return asked->fail(ENODEV);
     const std::uint32_t number = asked->number();
     switch (number) {
     case EVIOCGVERSION:
-        return give_record(*asked, int{EV_VERSION});
+        return answer_with(*asked, int{EV_VERSION});
     case EVIOCGID:
-        return give_record(*asked, input_id{identity_.bus, identity_.vendor, identity_.product, identity_.version});
+        return answer_with(*asked, input_id{identity_.bus, identity_.vendor, identity_.product, identity_.version});
     case EVIOCGRAB:
         if (const int error = grab(by, asked->argument() != 0); error != 0)
             return asked->fail(error);
@@ -74,7 +65,7 @@ void input_device::control(client& by, device_request_ptr asked)
             info.maximum = largest_axis_value;
             info.value = axis_value(static_cast<std::uint16_t>(axis));
         }
-        return give_record(*asked, info);
+        return answer_with(*asked, info);
     }
     asked->fail(EINVAL);
 }

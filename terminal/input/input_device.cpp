@@ -2,9 +2,9 @@
 #include "terminal/input/input_device.h"
 
 #include "terminal/model/board.h"
+#include "terminal/model/shown_number.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <linux/input.h>
 #include <utility>
@@ -80,7 +80,7 @@ void input_device::touch(const event_list& events)
 {
     if (is_resistive()) {
         const auto sampling = board_.attribute(sampling_switch);
-        if (sampling && std::atoi(sampling->text.c_str()) == 0)
+        if (sampling && shown_number(sampling->text) == 0)
             return;
     }
     report(events);

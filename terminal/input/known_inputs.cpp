@@ -1,8 +1,8 @@
 /** The kind "input" of profiles and of the control socket: its options, its node and its attributes. */
 #include "terminal/input/input_device.h"
 
-#include "terminal/model/board.h"
 #include "terminal/json/json.h"
+#include "terminal/model/board.h"
 
 #include <algorithm>
 #include <charconv>
@@ -72,6 +72,17 @@ std::string four_digits(unsigned number)
     return text;
 }
 
+/** Where folders, nothing or an attribute stand. */
+bool has_room_for_attribute(const board& on, const std::string& path)
+{
+    for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
+        const auto folder = on.find(path.substr(0, end));
+        if (folder != nullptr && !folder->is_folder())
+            return false;
+    }
+    return on.find(path) == nullptr || on.attribute(path);
+}
+
 void make_input(board& on, const std::string& path, const std::string& options)
 {
     const json read = parsed_json(options, nullptr, false);
@@ -79,8 +90,6 @@ void make_input(board& on, const std::string& path, const std::string& options)
         throw std::invalid_argument("an input device's options must be an object");
     const unsigned index = index_in(path);
     const input_identity identity = identity_in(read);
-    if (!on.put_device(path, std::make_shared<input_device>(on, index, identity)))
-        throw std::invalid_argument(path + ": the place is taken");
     const std::string folder = "/sys/class/input/event" + std::to_string(index) + "/device/";
     const std::pair<const char*, std::string> attributes[] = {
         {"name", identity.name + "\n"},
@@ -89,12 +98,13 @@ void make_input(board& on, const std::string& path, const std::string& options)
         {"id/product", four_digits(identity.product)},
         {"id/version", four_digits(identity.version)},
     };
-    for (const auto& [name, text] : attributes) {
-        if (!on.put_attribute(folder + name, {.text = text, .mode = 0444})) {
-            (void)on.remove(path); // with its attributes
+    for (const auto& [name, text] : attributes) // before anything is made: what others put there stays theirs
+        if (!has_room_for_attribute(on, folder + name))
             throw std::invalid_argument(folder + name + ": the place is taken");
-        }
-    }
+    if (!on.put_device(path, std::make_shared<input_device>(on, index, identity)))
+        throw std::invalid_argument(path + ": the place is taken");
+    for (const auto& [name, text] : attributes)
+        (void)on.put_attribute(folder + name, {.text = text, .mode = 0444});
 }
 
 } // namespace

@@ -195,12 +195,18 @@ bool board::guard_attribute(std::string_view path, attribute_guard guard) const
 
 void board::wake(int source) const
 {
-    if (wake_listener_)
-        wake_listener_(source);
+    std::function<void(int)> tell;
+    {
+        const std::lock_guard lock(wake_mutex_);
+        tell = wake_listener_;
+    }
+    if (tell)
+        tell(source);
 }
 
 void board::set_wake_listener(std::function<void(int source)> listener)
 {
+    const std::lock_guard lock(wake_mutex_);
     wake_listener_ = std::move(listener);
 }
 

@@ -79,7 +79,7 @@ public:
     /** Something happened for which a sleeping board wakes up: input, the radio, a timer. @p source is a wake_source.
      */
     void wake(int source) const;
-    /** Who is told of it; set before the board is filled. */
+    /** Who is told of it, from any thread and without locks; may be called a last time just after it was replaced. */
     void set_wake_listener(std::function<void(int source)> listener);
 
     /** Makes or changes an attribute, its folders included. False: the place is taken by something else. */
@@ -91,13 +91,13 @@ public:
     /** Called after a program wrote to the attribute, with the new text. False: no such attribute. */
     bool watch_attribute(std::string_view path, std::function<void(const std::string& text)> written) const;
 
-    /** Changes what an attribute shows and nothing else of it: a device's own news, of which no follower is told. False:
-     * no such attribute. */
+    /** Changes what an attribute shows and nothing else of it: a device's own news, of which no follower is told.
+     * False: no such attribute. */
     bool put_text(std::string_view path, std::string text) const;
 
     /**
-     * Called, without locks, after the other side put this attribute or took it away, so that a device finds it again. For
-     * good, so it may not own what ends before the board. Given before the board is filled.
+     * Called, without locks, after the other side put this attribute or took it away, so that a device finds it again.
+     * For good, so it may not own what ends before the board. Given before the board is filled.
      */
     void follow_attribute(std::string path, std::function<void()> changed);
 
@@ -174,11 +174,12 @@ private:
     std::function<void(std::uint64_t, const std::string&)> vanished_;
     mutable std::mutex programs_mutex_;
     std::map<std::string, program_answer, std::less<>> programs_;
-    std::map<std::string, device_maker, std::less<>> device_makers_; // set before the board is filled
+    std::map<std::string, device_maker, std::less<>> device_makers_;           // set before the board is filled
     std::multimap<std::string, std::function<void()>, std::less<>> followers_; // set before the board is filled
     journal journal_;
     faults faults_;
     board_clock clock_;
+    mutable std::mutex wake_mutex_;
     std::function<void(int)> wake_listener_;
     std::shared_ptr<directory> root_;
 };

@@ -1,6 +1,7 @@
 /** Reads, writes and requests on an open node, each waiting for its answer. */
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -68,5 +69,15 @@ public:
 };
 
 using device_request_ptr = std::unique_ptr<device_request>;
+
+/** Answers a request whose argument is the place for a record. */
+template <typename Record>
+void answer_with(device_request& asked, const Record& record)
+{
+    if (asked.copy_out(asked.argument(), &record, sizeof record))
+        asked.done();
+    else
+        asked.fail(EFAULT);
+}
 
 } // namespace kt::terminal

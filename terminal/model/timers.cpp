@@ -33,6 +33,12 @@ void timers::at(clock::time_point due, std::function<void()> what)
         changed_.notify_one();
 }
 
+std::size_t timers::waiting() const
+{
+    const std::lock_guard lock(mutex_);
+    return waiting_.size();
+}
+
 void timers::work()
 {
     std::unique_lock lock(mutex_);

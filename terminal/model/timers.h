@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -19,11 +20,14 @@ public:
     /** Calls @p what on the timers' thread, without locks, at that time or soon after. Nothing is ever taken back. */
     void at(clock::time_point due, std::function<void()> what);
 
+    /** How many things are still to be done. */
+    std::size_t waiting() const;
+
 private:
     timers();
     void work();
 
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::multimap<clock::time_point, std::function<void()>> waiting_;
 };

@@ -266,6 +266,8 @@ fitted_modems::fitted_modems(board& fitted) : board_(fitted), rack_(std::make_sh
 {
     (void)board_.put_device(rack_place, rack_);
     board_.set_device_maker("modem", [shared = rack_](board& on, const std::string& path, const std::string& options) {
+        if (!path.starts_with("/dev/"))
+            throw std::invalid_argument("a modem must lie below /dev");
         if (const auto older = shared->find(path); older != nullptr) {
             if (!older->is_unplugged())
                 throw std::invalid_argument("there is a modem at " + path + " already");

@@ -1,8 +1,8 @@
 /** Settings of a modem in JSON, as profiles and the control protocol have them. */
+#include "terminal/json/json.h"
 #include "terminal/modem/modem.h"
 #include "terminal/ppp/link.h"
 #include "terminal/protocol/bytes_json.h"
-#include "terminal/json/json.h"
 
 #include <stdexcept>
 

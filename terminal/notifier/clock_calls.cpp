@@ -13,8 +13,6 @@ namespace {
 constexpr std::int64_t second_ns = 1'000'000'000;
 constexpr std::int64_t microsecond_ns = 1000;
 constexpr int farthest_zone = 15 * 60;
-// What the kernel's nanoseconds hold, less the thirty years that it may run from then on.
-constexpr std::int64_t last_second = INT64_MAX / second_ns - std::int64_t{30} * 365 * 24 * 3600;
 
 /** Seconds and a part of a second, as the caller's kind of program lays them out. */
 struct time_pair {
@@ -83,8 +81,38 @@ bool before_start(const time_pair& time)
 
 bool acceptable(const time_pair& time)
 {
-    return time.seconds >= 0 && time.seconds < last_second && time.part >= 0 && time.part < second_ns &&
-           !before_start(time);
+    return board_clock::holds(time.seconds) && time.part >= 0 && time.part < second_ns && !before_start(time);
+}
+
+/** One of the calls that give a time and nothing else. */
+clock_wish wish_for(const time_pair& time)
+{
+    if (!acceptable(time))
+        return {.error = EINVAL};
+    return {.time = timespec{static_cast<time_t>(time.seconds), static_cast<long>(time.part)}};
+}
+
+/** settimeofday's. */
+clock_wish wish_with_zone(const waiting_call& call)
+{
+    const bool given = call.arguments[0] != 0;
+    time_pair time;
+    if (given && !copy_pair_in(call, call.arguments[0], time))
+        return {.error = EFAULT};
+    if (time.part < 0 || time.part > second_ns / microsecond_ns)
+        return {.error = EINVAL};
+    time.part *= microsecond_ns;
+    std::optional<time_zone> zone;
+    if (call.arguments[1] != 0) {
+        zone.emplace();
+        if (!receiver::copy_in(call, &*zone, call.arguments[1], sizeof *zone))
+            return {.error = EFAULT};
+        if (zone->minutes_west > farthest_zone || zone->minutes_west < -farthest_zone)
+            return {.error = EINVAL};
+    }
+    clock_wish wish = given ? wish_for(time) : clock_wish{};
+    wish.zone = zone;
+    return wish;
 }
 
 } // namespace
@@ -113,35 +141,12 @@ bool clock_calls::reads(const waiting_call& call)
 
 clock_wish clock_calls::wish_of(const waiting_call& call)
 {
+    if (call.number == call.way->settimeofday)
+        return wish_with_zone(call);
     time_pair time;
-    bool given = true;
-    if (call.number == call.way->stime) {
-        if (!copy_seconds_in(call, call.arguments[0], time.seconds))
-            return {EFAULT, {}};
-    } else if (call.number == call.way->settimeofday) {
-        given = call.arguments[0] != 0;
-        if (given && !copy_pair_in(call, call.arguments[0], time))
-            return {EFAULT, {}};
-        if (time.part < 0 || time.part > second_ns / microsecond_ns)
-            return {EINVAL, {}};
-        time.part *= microsecond_ns;
-        zone wanted;
-        if (call.arguments[1] != 0) {
-            if (!receiver::copy_in(call, &wanted, call.arguments[1], sizeof wanted))
-                return {EFAULT, {}};
-            if (wanted.minutes_west > farthest_zone || wanted.minutes_west < -farthest_zone)
-                return {EINVAL, {}};
-            if (!given || acceptable(time))
-                zone_ = wanted;
-        }
-    } else if (!copy_pair_in(call, call.arguments[1], time)) {
-        return {EFAULT, {}};
-    }
-    if (!given)
-        return {};
-    if (!acceptable(time))
-        return {EINVAL, {}};
-    return {0, timespec{static_cast<time_t>(time.seconds), static_cast<long>(time.part)}};
+    const bool copied = call.number == call.way->stime ? copy_seconds_in(call, call.arguments[0], time.seconds)
+                                                       : copy_pair_in(call, call.arguments[1], time);
+    return copied ? wish_for(time) : clock_wish{.error = EFAULT};
 }
 
 int clock_calls::read(const waiting_call& call, const board_clock& clock, std::int64_t& result) const

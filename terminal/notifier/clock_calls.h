@@ -11,10 +11,17 @@
 
 namespace kt::terminal {
 
-/** A time that a program wants to set. */
+/** As the kernel keeps it for who asks: without a meaning of its own. */
+struct time_zone {
+    std::int32_t minutes_west = 0;
+    std::int32_t dst = 0;
+};
+
+/** What a program wants to set. */
 struct clock_wish {
-    int error = 0;                /**< What it fails with, as on the kernel; 0: it goes through. */
-    std::optional<timespec> time; /**< Nothing: a time zone only, or what could not be read. */
+    int error = 0;                   /**< What it fails with, as on the kernel; 0: it goes through. */
+    std::optional<timespec> time{};  /**< Nothing: a time zone only, or what could not be read. */
+    std::optional<time_zone> zone{}; /**< Nothing: it stays as it is. */
 
     /** "1700000000.000000000"; empty without a time. */
     std::string text() const;
@@ -27,17 +34,16 @@ public:
     static bool reads(const waiting_call& call);
 
     /** Looks at what a call wants to set, by the kernel's rules; sets nothing. */
-    clock_wish wish_of(const waiting_call& call);
+    static clock_wish wish_of(const waiting_call& call);
+
+    /** From now on read() tells it. */
+    void set_zone(const time_zone& zone) { zone_ = zone; }
 
     /** Answers a reading call; the caller's answer is in @p result, or the errno it gets is returned. */
     int read(const waiting_call& call, const board_clock& clock, std::int64_t& result) const;
 
 private:
-    struct zone {
-        std::int32_t minutes_west = 0;
-        std::int32_t dst = 0;
-    };
-    zone zone_; // as the kernel keeps it: without a meaning of its own
+    time_zone zone_;
 };
 
 } // namespace kt::terminal

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <list>
 #include <mutex>
@@ -23,6 +22,7 @@
 #include <sys/eventfd.h>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace kt::terminal {
 
@@ -33,9 +33,6 @@ using namespace std::chrono_literals;
 
 /** What a failure rule on setting the clock names, with access::write. */
 constexpr std::string_view clock_place = "clock";
-
-/** How long a change of the clock waits for the programs to read the new time. */
-constexpr auto longest_change = 5s;
 
 /** While a call hangs: how often its rule and its caller are looked after. */
 constexpr auto hang_step = 5ms;
@@ -56,26 +53,54 @@ struct held_call {
     std::function<void(int error)> finish;
 };
 
-/** What other threads say to the notifier's; it outlives neither, but a call of the listener may. */
-struct clock_changes {
-    std::mutex mutex;
-    std::condition_variable done;
-    std::uint64_t told = 0;
-    std::uint64_t handled = 0;
-    bool over = false;
-    std::thread::id answerer;
-    const descriptor changed{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+/**
+ * Changes of the clock, handed by any thread to the notifier's, which makes the programs read the new time. The clock's
+ * listener owns it too: a thread may still be calling that when the notifier is gone.
+ */
+class clock_changes {
+public:
+    using callback = std::function<void()>;
 
-    /** Returns when the programs read the new time, or cannot be waited for. */
-    void tell()
+    /** For poll(2). */
+    int descriptor_number() const { return changed_.get(); }
+
+    /** @p followed is called when the notifier is through with it; at once if there is none any more. */
+    void add(callback followed)
     {
-        std::unique_lock lock(mutex);
-        if (over || std::this_thread::get_id() == answerer)
-            return;
-        const std::uint64_t mine = ++told;
-        (void)eventfd_write(changed.get(), 1);
-        done.wait_for(lock, longest_change, [&] { return over || handled >= mine; });
+        {
+            const std::lock_guard lock(mutex_);
+            if (!over_) {
+                waiting_.push_back(std::move(followed));
+                (void)eventfd_write(changed_.get(), 1);
+                return;
+            }
+        }
+        followed();
     }
+
+    std::vector<callback> take()
+    {
+        const std::lock_guard lock(mutex_);
+        eventfd_t ignored = 0;
+        (void)eventfd_read(changed_.get(), &ignored);
+        return std::exchange(waiting_, {});
+    }
+
+    /** From now on nobody is made to wait. */
+    void end()
+    {
+        std::unique_lock lock(mutex_);
+        over_ = true;
+        lock.unlock();
+        for (const callback& each : take())
+            each();
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<callback> waiting_;
+    bool over_ = false;
+    const descriptor changed_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
 };
 
 } // namespace
@@ -90,7 +115,7 @@ struct notifier::parts {
           changes(std::make_shared<clock_changes>()),
           functions(from.helper)
     {
-        if (!stop || !changes->changed)
+        if (!stop || changes->descriptor_number() < 0)
             throw std::runtime_error("cannot make an event descriptor");
     }
 
@@ -169,7 +194,7 @@ void notifier::parts::take_count(const waiting_call& call)
 
 void notifier::parts::take_setting(const waiting_call& call)
 {
-    clock_wish wish = clocks.wish_of(call);
+    clock_wish wish = clock_calls::wish_of(call);
     rule_on(call, shown.failures().next(clock_place, access::write),
             [this, call, wish = std::move(wish)](int error) { finish_setting(call, wish, error); });
 }
@@ -233,8 +258,10 @@ void notifier::parts::finish_setting(const waiting_call& call, clock_wish wish, 
     if (error != 0)
         line.error = errno_name(error);
     shown.events().append(std::move(line));
+    if (error == 0 && wish.zone)
+        clocks.set_zone(*wish.zone);
     if (error == 0 && wish.time) {
-        shown.clock().set(*wish.time);
+        shown.clock().change({.set = *wish.time}, [] {}); // not to be waited for by who sees to it
         follow_clock();
     }
     calls.answer(call, error);
@@ -270,24 +297,15 @@ int notifier::parts::timeout_ms() const
 
 void notifier::parts::work()
 {
-    {
-        const std::lock_guard lock(changes->mutex);
-        changes->answerer = std::this_thread::get_id();
-    }
     follow_clock();
     pollfd events[] = {
-        {calls.descriptor_number(), POLLIN, 0}, {stop.get(), POLLIN, 0}, {changes->changed.get(), POLLIN, 0}};
+        {calls.descriptor_number(), POLLIN, 0}, {stop.get(), POLLIN, 0}, {changes->descriptor_number(), POLLIN, 0}};
     while (poll(events, 3, timeout_ms()) >= 0 && events[1].revents == 0) {
         if (events[2].revents != 0) {
-            eventfd_t ignored = 0;
-            (void)eventfd_read(changes->changed.get(), &ignored);
-            std::unique_lock lock(changes->mutex);
-            const std::uint64_t up_to = changes->told;
-            lock.unlock();
+            const auto followed = changes->take();
             follow_clock();
-            lock.lock();
-            changes->handled = up_to;
-            changes->done.notify_all();
+            for (const auto& each : followed)
+                each();
         }
         if ((events[0].revents & POLLIN) != 0) {
             if (const auto call = calls.next())
@@ -297,15 +315,14 @@ void notifier::parts::work()
         }
         finish_held();
     }
-    const std::lock_guard lock(changes->mutex);
-    changes->over = true;
-    changes->done.notify_all();
+    changes->end();
 }
 
 notifier::notifier(board& shown, notified_terminal from, node_finder find)
     : parts_(std::make_unique<parts>(shown, std::move(from), std::move(find)))
 {
-    shown.clock().set_listener([changes = parts_->changes] { changes->tell(); });
+    shown.clock().set_listener(
+        [changes = parts_->changes](std::function<void()> followed) { changes->add(std::move(followed)); });
     // The program's signals belong to the main thread.
     sigset_t all;
     sigset_t before;

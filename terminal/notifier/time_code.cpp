@@ -80,18 +80,20 @@ template <typename Forms>
 std::size_t end_of(std::string_view image)
 {
     const auto header = record_at<typename Forms::header>(image, 0);
-    if (!header || header->e_shentsize != sizeof(typename Forms::section))
+    if (!header || header->e_shentsize != sizeof(typename Forms::section) || header->e_shoff > most_pages * page)
         return 0;
     return static_cast<std::size_t>(header->e_shoff) + std::size_t{header->e_shnum} * header->e_shentsize;
 }
 
-/** Where a function of the image's own table is. */
+/** Where a function of the image's own table is: all of it in the image, whatever the table says. */
 template <typename Forms>
 std::optional<symbol> find(std::string_view image, std::string_view name)
 {
     using section = typename Forms::section;
     using entry = typename Forms::symbol;
     const auto header = record_at<typename Forms::header>(image, 0);
+    if (!header || header->e_shoff > image.size())
+        return std::nullopt;
     const auto section_at = [&](std::size_t number) {
         return record_at<section>(image, static_cast<std::size_t>(header->e_shoff) + number * sizeof(section));
     };
@@ -100,15 +102,19 @@ std::optional<symbol> find(std::string_view image, std::string_view name)
         if (!table || table->sh_type != SHT_DYNSYM)
             continue;
         const auto names = section_at(table->sh_link);
-        if (!names)
+        if (!names || names->sh_offset > image.size() || table->sh_offset > image.size())
             return std::nullopt;
-        for (std::size_t at = 0; at + sizeof(entry) <= table->sh_size; at += sizeof(entry)) {
+        const std::size_t size = static_cast<std::size_t>(std::min<std::uint64_t>(table->sh_size, image.size()));
+        for (std::size_t at = 0; at + sizeof(entry) <= size; at += sizeof(entry)) {
             const auto each = record_at<entry>(image, static_cast<std::size_t>(table->sh_offset) + at);
             if (!each)
                 return std::nullopt;
             const std::size_t text = static_cast<std::size_t>(names->sh_offset) + each->st_name;
-            if (text < image.size() && image.substr(text, name.size() + 1) == std::string(name) + '\0')
+            if (text >= image.size() || image.substr(text, name.size() + 1) != std::string(name) + '\0')
+                continue;
+            if (each->st_size <= image.size() && each->st_value <= image.size() - each->st_size)
                 return symbol{static_cast<std::size_t>(each->st_value), static_cast<std::size_t>(each->st_size)};
+            return std::nullopt;
         }
     }
     return std::nullopt;
@@ -155,12 +161,12 @@ public:
 
     function_change plan(const time_function& function, symbol where)
     {
-        if (where.offset % word == 0 && where.size >= word && where.offset + where.size <= image_.size())
+        if (where.offset % word == 0 && where.size >= word)
             if (auto planned = safely(function, where))
                 return *planned;
         function_change over{std::string(function.name), false, {}};
         const std::string code = call_code(function, {}, where.offset);
-        if (where.size >= code.size() && where.offset + where.size <= image_.size())
+        if (where.size >= code.size())
             over.changes.push_back(change(where.offset, code));
         return over;
     }

@@ -4,6 +4,7 @@
 #include "terminal/descriptor.h"
 #include "terminal/notifier/inner_processes.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <elf.h>
@@ -16,6 +17,7 @@ namespace {
 
 constexpr std::size_t page = 4096;
 constexpr int most_walks = 20;
+constexpr std::size_t most_known = 16; // there are two or three; a program may forge any number
 
 descriptor open_of(pid_t thread, const char* name, int flags)
 {
@@ -44,7 +46,7 @@ std::uint64_t address_in(const char* vector, std::size_t size)
     return 0;
 }
 
-/** Where the code lies, told by what the kernel gave the program at its start; 0: it has none. */
+/** Where the code lies, told by what the kernel gave the program at its start; 0: not known, or it has none. */
 std::uint64_t code_of(pid_t thread)
 {
     const descriptor file = open_of(thread, "auxv", O_RDONLY);
@@ -66,45 +68,56 @@ bool stands(int memory, std::uint64_t base, const code_change& change, const std
 
 } // namespace
 
-/** The image is the same in all programs of its kind; it was never seen changed before it was seen as it is. */
-const std::vector<function_change>& time_functions::changes_for(const std::string& first_page, int memory,
-                                                                std::uint64_t base)
+/**
+ * Nothing: there is no image, or it could not be read whole. It is the same in all programs of its kind; it was never
+ * seen changed before it was seen as it is.
+ */
+std::optional<time_functions::plan> time_functions::changes_for(int memory, std::uint64_t base)
 {
+    const std::string first_page = bytes_at(memory, base, page);
+    if (first_page.size() < page)
+        return std::nullopt;
     const std::string head = first_page.substr(0, sizeof(Elf64_Ehdr));
     const auto known = known_.find(head);
     if (known != known_.end())
         return known->second;
     const std::size_t size = image_size(first_page);
-    return known_[head] = size > 0 ? plain_calls(bytes_at(memory, base, size)) : std::vector<function_change>{};
+    const std::string image = bytes_at(memory, base, size);
+    if (size == 0 || image.size() < size)
+        return std::nullopt;
+    plan made = plain_calls(image);
+    if (known_.size() < most_known)
+        known_[head] = made;
+    return made;
 }
 
-time_functions::outcome time_functions::change(pid_t thread, part which)
+time_functions::finding time_functions::change(pid_t thread, part which)
 {
     const std::uint64_t base = code_of(thread);
     const descriptor memory = base != 0 ? open_of(thread, "mem", O_RDWR) : descriptor();
-    const std::string first_page = memory ? bytes_at(memory.get(), base, page) : std::string();
-    if (first_page.size() < page)
-        return outcome::impossible;
-    outcome result = outcome::impossible;
-    for (const function_change& function : changes_for(first_page, memory.get(), base)) {
+    const auto changes = memory ? changes_for(memory.get(), base) : std::nullopt;
+    if (!changes)
+        return finding::unreachable;
+    finding found = finding::nothing_to_do;
+    for (const function_change& function : *changes) {
         const bool is_wanted = which == part::all || function.while_running == (which == part::changeable_later);
-        if (function.changes.empty() || !is_wanted)
-            continue;
-        if (stands(memory.get(), base, function.changes.back(), &code_change::after)) {
-            if (result == outcome::impossible)
-                result = outcome::was_changed;
-            continue;
-        }
-        bool goes_on = stands(memory.get(), base, function.changes.back(), &code_change::before);
-        for (const code_change& each : function.changes) {
-            const auto size = static_cast<ssize_t>(each.after.size());
-            goes_on = goes_on && pwrite(memory.get(), each.after.data(), each.after.size(),
-                                        static_cast<off_t>(base + each.offset)) == size;
-        }
-        if (goes_on)
-            result = outcome::changed;
+        if (!function.changes.empty() && is_wanted)
+            found = std::max(found, change(memory.get(), base, function));
     }
-    return result;
+    return found;
+}
+
+time_functions::finding time_functions::change(int memory, std::uint64_t base, const function_change& function)
+{
+    if (stands(memory, base, function.changes.back(), &code_change::after))
+        return finding::was_changed;
+    bool goes_on = stands(memory, base, function.changes.back(), &code_change::before);
+    for (const code_change& each : function.changes) {
+        const auto size = static_cast<ssize_t>(each.after.size());
+        goes_on = goes_on &&
+                  pwrite(memory, each.after.data(), each.after.size(), static_cast<off_t>(base + each.offset)) == size;
+    }
+    return goes_on ? finding::changed : finding::unreachable;
 }
 
 void time_functions::replace()
@@ -117,7 +130,7 @@ void time_functions::replace()
     for (int walk = 0; found && walk < most_walks; ++walk) {
         found = false;
         for (const pid_t each : inner_processes(helper_))
-            found = change(each, part::changeable_later) == outcome::changed || found;
+            found = change(each, part::changeable_later) == finding::changed || found;
     }
 }
 
@@ -130,7 +143,7 @@ void time_functions::begin(pid_t thread, unsigned kind)
     const auto known = all_changeable_later_.find(kind);
     if (known != all_changeable_later_.end() && known->second)
         return; // that is how it costs nothing
-    all_changeable_later_[kind] = change(thread, part::not_changeable_later) == outcome::impossible;
+    all_changeable_later_[kind] = change(thread, part::not_changeable_later) == finding::nothing_to_do;
 }
 
 } // namespace kt::terminal

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -31,15 +32,18 @@ public:
     void begin(pid_t thread, unsigned kind);
 
 private:
-    enum class outcome { changed, was_changed, impossible };
+    /** In order of weight. Unreachable: what it is could not be read or changed; this says nothing about others. */
+    enum class finding { nothing_to_do, unreachable, was_changed, changed };
     enum class part { all, changeable_later, not_changeable_later };
-    outcome change(pid_t thread, part which);
-    const std::vector<function_change>& changes_for(const std::string& first_page, int memory, std::uint64_t base);
+    using plan = std::vector<function_change>;
+    finding change(pid_t thread, part which);
+    static finding change(int memory, std::uint64_t base, const function_change& function);
+    std::optional<plan> changes_for(int memory, std::uint64_t base);
 
     const pid_t helper_;
     bool replaced_ = false;
-    std::map<std::string, std::vector<function_change>> known_; // by the image's own head
-    std::map<unsigned, bool> all_changeable_later_;             // by the kind of program
+    std::map<std::string, plan> known_;             // by the image's own head
+    std::map<unsigned, bool> all_changeable_later_; // by the kind of program
 };
 
 } // namespace kt::terminal

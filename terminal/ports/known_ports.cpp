@@ -1,8 +1,8 @@
 /** The kind "port" of profiles and of the control socket: its options. */
 #include "terminal/ports/recorder.h"
 
-#include "terminal/model/board.h"
 #include "terminal/json/json.h"
+#include "terminal/model/board.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -50,6 +50,8 @@ std::optional<framing> framing_in(const json& options)
 
 void make_port(board& on, const std::string& path, const std::string& options)
 {
+    if (!path.starts_with("/dev/"))
+        throw std::invalid_argument("a port must lie below /dev");
     const json read = parsed_json(options, nullptr, false);
     if (!read.is_object())
         throw std::invalid_argument("a port's options must be an object");

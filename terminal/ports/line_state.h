@@ -1,12 +1,12 @@
 /** What a line is made of, behind its lock; for the sources of line alone. */
 #pragma once
 
+#include "terminal/model/timers.h"
 #include "terminal/ports/input_queue.h"
 #include "terminal/ports/line.h"
 #include "terminal/ports/output_queue.h"
 #include "terminal/ports/settings.h"
 #include "terminal/ports/steps.h"
-#include "terminal/model/timers.h"
 
 #include <chrono>
 #include <linux/serial.h>

@@ -13,16 +13,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds usual_break{250};
 
-/** Answers with a record. */
-template <typename Record>
-void give(device_request& asked, const Record& record)
-{
-    if (asked.copy_out(asked.argument(), &record, sizeof record))
-        asked.done();
-    else
-        asked.fail(EFAULT);
-}
-
 /** Fetches a record; when that fails the request is answered. */
 template <typename Record>
 bool fetch(device_request& asked, Record& record)
@@ -109,13 +99,13 @@ bool request_on_line::settings()
     const auto whole = [](const struct termios2&, const struct termios2& wanted) { return with_speeds(wanted); };
     switch (number_) {
     case TCGETS:
-        give(*asked_, now([&] { return short_form(line_.set); }));
+        answer_with(*asked_, now([&] { return short_form(line_.set); }));
         break;
     case TCGETS2:
-        give(*asked_, now([&] { return line_.set; }));
+        answer_with(*asked_, now([&] { return line_.set; }));
         break;
     case TCGETA:
-        give(*asked_, now([&] { return oldest_form(line_.set); }));
+        answer_with(*asked_, now([&] { return oldest_form(line_.set); }));
         break;
     case TCSETS:
         set<struct termios>(with_short_form, before::nothing);
@@ -155,7 +145,7 @@ bool request_on_line::modem_lines()
     int given = 0;
     switch (number_) {
     case TIOCMGET:
-        give(*asked_, now([&] { return static_cast<int>(line_.outputs | line_.inputs); }));
+        answer_with(*asked_, now([&] { return static_cast<int>(line_.outputs | line_.inputs); }));
         return true;
     case TIOCMSET:
     case TIOCMBIS:
@@ -171,7 +161,7 @@ bool request_on_line::modem_lines()
         });
         return true;
     case TIOCGICOUNT:
-        give(*asked_, now([&] { return line_.counts; }));
+        answer_with(*asked_, now([&] { return line_.counts; }));
         return true;
     default:
         return false;
@@ -235,10 +225,10 @@ bool request_on_line::traffic()
         return true;
     }
     case TIOCOUTQ:
-        give(*asked_, now([&] { return static_cast<int>(line_.output.size()); }));
+        answer_with(*asked_, now([&] { return static_cast<int>(line_.output.size()); }));
         return true;
     case FIONREAD: // the same number as TIOCINQ; the kernel rarely asks
-        give(*asked_, now([&] { return static_cast<int>(line_.input.waiting(line_.set)); }));
+        answer_with(*asked_, now([&] { return static_cast<int>(line_.input.waiting(line_.set)); }));
         return true;
     default:
         return false;
@@ -253,10 +243,10 @@ bool request_on_line::other()
         change([&] { line_.exclusive = number_ == TIOCEXCL; });
         return true;
     case TIOCGEXCL:
-        give(*asked_, now([&] { return line_.exclusive ? 1 : 0; }));
+        answer_with(*asked_, now([&] { return line_.exclusive ? 1 : 0; }));
         return true;
     case TIOCGWINSZ:
-        give(*asked_, now([&] { return line_.window; }));
+        answer_with(*asked_, now([&] { return line_.window; }));
         return true;
     case TIOCSWINSZ: {
         struct winsize wanted {};

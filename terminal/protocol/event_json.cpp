@@ -1,8 +1,8 @@
 /** Events to JSON and back: a field that the event does not use is left out. */
 #include "terminal/protocol/event_json.h"
 
-#include "terminal/protocol/bytes_json.h"
 #include "terminal/json/json.h"
+#include "terminal/protocol/bytes_json.h"
 
 #include <charconv>
 #include <cmath>
@@ -71,6 +71,8 @@ json json_of(const event& happened)
     const bool woken = happened.kind == "wake" && happened.error.empty();
     if (happened.kind == "exit" || woken || happened.result != 0)
         object["result"] = happened.result;
+    if (happened.kind == "wake" || happened.slept_ms != 0)
+        object["slept_ms"] = happened.slept_ms;
     if (!happened.error.empty())
         object["error"] = happened.error;
     return object;
@@ -93,6 +95,7 @@ event event_of(const json& object)
         read.request = request_number(object["request"].get<std::string>());
     read.priority = object.value("priority", 0);
     read.result = object.value("result", 0);
+    read.slept_ms = object.value("slept_ms", std::uint64_t{0});
     if (object.contains("arguments"))
         for (const json& each : object["arguments"])
             read.arguments.push_back(each.is_object() ? get_bytes(each, "text").value_or("") : each.get<std::string>());

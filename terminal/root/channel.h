@@ -13,7 +13,8 @@ namespace kt::terminal {
  */
 enum class packet_kind : std::int32_t {
     descriptors,
-    receiver,  /**< One descriptor, of waiting the calls that waits; value: the minor device number of the board's files. */
+    /** One descriptor, which gives the calls that wait for an answer; value: the board's files' minor device number. */
+    receiver,
     exited,    /**< value: status */
     killed,    /**< value: signal */
     restart,   /**< The program restarted the board. */

@@ -33,7 +33,7 @@ struct inner_descriptors {
 /** Where programs' calls wait for their answer: FIONREADs, and what sets or reads the clock. */
 struct waiting_requests {
     descriptor receiver;
-    pid_t helper = -1; /**< The set-up helper, whose children's namespace is the terminal's. */
+    pid_t helper = -1;         /**< The set-up helper, whose children's namespace is the terminal's. */
     unsigned board_device = 0; /**< The minor device number of the board's files (the major one is 0). */
 };
 

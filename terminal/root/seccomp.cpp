@@ -73,12 +73,12 @@ std::vector<rule> typing(const way_in& way)
     return {{way.ioctl, 1, {TIOCSTI, TIOCLINUX}}};
 }
 
-/** The clocks that tell the calendar's time. */
 std::vector<rule> answered_calls(const way_in& way)
 {
+    // The clocks that tell the calendar's time; the kernel lets only one of them be set.
     const std::vector<unsigned> set = {CLOCK_REALTIME};
     const std::vector<unsigned> read = {CLOCK_REALTIME, CLOCK_REALTIME_COARSE, CLOCK_REALTIME_ALARM, CLOCK_TAI};
-    const bool narrowed = way.architecture == AUDIT_ARCH_X86_64;
+    const bool narrowed = way.architecture == AUDIT_ARCH_X86_64; // there that call does other things too
     return {{way.ioctl, 1, {FIONREAD}},
             {way.clock_gettime, 0, read},
             {way.clock_gettime64, 0, read},

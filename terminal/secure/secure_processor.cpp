@@ -23,21 +23,15 @@ std::string words_text(std::uint32_t status, std::uint32_t ram)
 
 void secure_processor::found_status()
 {
-    const auto state = board_.attribute(status_attribute);
-    if (!state)
-        return;
     {
         const std::lock_guard lock(mutex_);
-        unsigned status = 0;
-        unsigned ram = 0;
-        by_hand_ =
-            std::sscanf(state->text.c_str(), "0x%x,0x%x", &status, &ram) != 2 || words_text(status, ram) != state->text;
-        state_.silent_reads = 0;
-        shows_silent_ = false;
-        if (!by_hand_) {
-            state_.status = status;
-            state_.ram = ram;
+        const auto state = board_.attribute(status_attribute);
+        if (!state) {
+            shown_.reset();
+            return;
         }
+        if (shown_ != state->text)
+            take_over_locked(state->text);
     }
     attribute_guard before;
     before.read = [weak = weak_from_this()](request_ptr asked, attribute_guard::go_on show) {
@@ -47,6 +41,20 @@ void secure_processor::found_status()
             show(std::move(asked));
     };
     (void)board_.guard_attribute(status_attribute, std::move(before));
+}
+
+void secure_processor::take_over_locked(const std::string& text)
+{
+    unsigned status = 0;
+    unsigned ram = 0;
+    by_hand_ = std::sscanf(text.c_str(), "0x%x,0x%x", &status, &ram) != 2 || words_text(status, ram) != text;
+    state_.silent_reads = 0;
+    shows_silent_ = false;
+    if (!by_hand_) {
+        state_.status = status;
+        state_.ram = ram;
+    }
+    shown_ = text;
 }
 
 void secure_processor::found_reset()
@@ -108,7 +116,8 @@ void secure_processor::reset(const std::string& written)
 void secure_processor::show_locked()
 {
     shows_silent_ = state_.silent_reads != 0U;
-    (void)board_.put_text(status_attribute, shows_silent_ ? no_answer : words_text(state_.status, state_.ram));
+    shown_ = shows_silent_ ? no_answer : words_text(state_.status, state_.ram);
+    (void)board_.put_text(status_attribute, *shown_);
 }
 
 void know_secure_processor(board& known)

@@ -35,7 +35,10 @@ public:
 
     explicit secure_processor(board& on) : node(S_IFREG), board_(on) {}
 
-    /** The other side put the attributes anew. A text of the form "0x%x,0x%x" is taken as the words. */
+    /**
+     * The other side put the attributes anew. A text of the form "0x%x,0x%x" is taken as the words; one that was shown
+     * already (the permissions alone were set) changes nothing.
+     */
     void found_status();
     void found_reset();
 
@@ -46,6 +49,7 @@ public:
 private:
     void answer_read(request_ptr asked, const attribute_guard::go_on& show);
     void reset(const std::string& written);
+    void take_over_locked(const std::string& text);
     void show_locked();
 
     board& board_;
@@ -53,6 +57,7 @@ private:
     tamper_state state_;
     bool by_hand_ = false; // a text that is no pair of words stands until change()
     bool shows_silent_ = false;
+    std::optional<std::string> shown_; // what the attribute was last known to show; nothing: there is none
 };
 
 /** Gives a board its secure processor, before the board is filled. */

@@ -1,10 +1,10 @@
 /** Programs' reads and writes of the sleep's attributes, which may wait. */
+#include "terminal/model/shown_number.h"
 #include "terminal/sleep/suspend_parts.h"
 #include "terminal/sleep/written_words.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <utility>
 
 namespace kt::terminal {
@@ -49,7 +49,7 @@ void suspend::parts::put_guards()
     (void)shown.watch_attribute(timer_path, [weak = weak_from_this()](const std::string& text) {
         if (const auto self = weak.lock())
             (void)self->turn([&](outcome& told) {
-                self->arm(told, std::clamp(milliseconds(std::atoll(text.c_str())), milliseconds(0), longest));
+                self->arm(told, milliseconds(std::clamp<std::int64_t>(shown_number(text), 0, longest.count())));
             });
     });
 }
@@ -79,8 +79,9 @@ void suspend::parts::write_lock(outcome& told, request_ptr asked, const std::str
         return told.fail(std::move(asked), EINVAL);
     std::optional<timers::clock::time_point> until;
     if (said->time)
-        end_pending_at(*(until = timers::clock::now() + *said->time));
-    sources.lock(said->name, until);
+        until = timers::clock::now() + *said->time;
+    if (!sources.lock(said->name, until))
+        return told.fail(std::move(asked), ENOSPC);
     told.count(std::move(asked), written.size());
 }
 

@@ -47,8 +47,13 @@ suspend_state suspend::state() const
     suspend_state told;
     (void)parts_->turn([&](outcome&) {
         const parts& now = *parts_;
-        told = {now.asleep, now.sources.count(), now.sources.pending(),        now.last_event,
-                now.fast,   std::nullopt,        now.slept + now.time_asleep()};
+        told = {.asleep = now.asleep,
+                .wakeup_count = now.sources.count(),
+                .pending = now.sources.pending(),
+                .event = now.last_event,
+                .fast = now.fast,
+                .timer = std::nullopt,
+                .slept = now.slept + now.time_asleep()};
         if (now.timer)
             told.timer = std::max(std::chrono::ceil<milliseconds>(*now.timer - timers::clock::now()), milliseconds(0));
     });
@@ -77,8 +82,6 @@ void suspend::stay_pending(milliseconds time)
         const auto now = timers::clock::now();
         parts_->sources.hold_until(now + time);
         parts_->sources.end_due(now);
-        if (time.count() > 0)
-            parts_->end_pending_at(now + time);
     });
 }
 

@@ -44,6 +44,7 @@ struct suspend::parts : std::enable_shared_from_this<suspend::parts> {
             take_over_count();
             work(told);
             show_all();
+            tick_later();
             if (!sources.pending())
                 for (; !readers.empty(); readers.pop_front())
                     told.go_on(std::move(readers.front().asked), std::move(readers.front().show));
@@ -72,7 +73,8 @@ struct suspend::parts : std::enable_shared_from_this<suspend::parts> {
     void skip_to_timer(outcome& told);
     void wake_up(outcome& told, std::optional<int> source,
                  std::chrono::milliseconds skipped = std::chrono::milliseconds(0));
-    void end_pending_at(timers::clock::time_point time);
+    void tick_later();
+    void tick(outcome& told);
 
     // What the attributes show:
     void take_over_count();
@@ -103,7 +105,7 @@ struct suspend::parts : std::enable_shared_from_this<suspend::parts> {
     bool fast = false;
     std::optional<int> last_event;
     std::optional<timers::clock::time_point> timer; // when it fires
-    std::uint64_t timer_number = 0;                 // each setting's: what is due of an older one is void
+    std::optional<timers::clock::time_point> due;   // of the next tick
 };
 
 } // namespace kt::terminal

@@ -12,12 +12,15 @@ bool wakeup_sources::pending() const
            std::any_of(locks_.begin(), locks_.end(), [](const auto& each) { return each.second.active; });
 }
 
-void wakeup_sources::lock(const std::string& name, std::optional<time_point> until)
+bool wakeup_sources::lock(const std::string& name, std::optional<time_point> until)
 {
+    if (locks_.size() > many && !locks_.contains(name)) // the kernel counts before it adds: there can be one more
+        return false;
     source& taken = locks_[name];
     taken.active = true;
     if (!until || !taken.until || *until > *taken.until)
         taken.until = until;
+    return true;
 }
 
 bool wakeup_sources::unlock(const std::string& name)
@@ -52,6 +55,15 @@ void wakeup_sources::end_due(time_point now)
     end_if_due(held_);
     for (auto& [name, each] : locks_)
         end_if_due(each);
+}
+
+std::optional<wakeup_sources::time_point> wakeup_sources::next_end() const
+{
+    auto next = held_.until;
+    for (const auto& [name, each] : locks_)
+        if (each.until && (!next || *each.until < *next))
+            next = each.until;
+    return next;
 }
 
 void wakeup_sources::end(source& ended)

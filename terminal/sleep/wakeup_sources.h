@@ -24,8 +24,11 @@ public:
     /** An event that is over at once. */
     void add_event() { ++count_; }
 
-    /** Takes a wake lock, for good or until a time; a lock that has a time keeps the later one. */
-    void lock(const std::string& name, std::optional<time_point> until);
+    /** A name that is new when more than so many are known is refused, as by the kernel. */
+    static constexpr std::size_t many = 100;
+
+    /** Takes a wake lock, for good or until a time; a lock that has a time keeps the later one. False: too many. */
+    bool lock(const std::string& name, std::optional<time_point> until);
     /** Lets go of a wake lock. False: there was never one of this name. */
     bool unlock(const std::string& name);
     /** The names of the locks that are held, or of those that are not: sorted, with blanks between and a line feed. */
@@ -36,6 +39,8 @@ public:
 
     /** Ends what has a time that is over. */
     void end_due(time_point now);
+    /** When the next of these comes. */
+    std::optional<time_point> next_end() const;
 
     /** The handshake: from a count that is right, with nothing pending, to the next attempt to sleep. False: refused,
      * and no handshake stands. */

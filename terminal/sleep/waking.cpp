@@ -17,18 +17,10 @@ constexpr const char* event_path = "/sys/class/kt_misc/ioctl/kt_pm_event";
 
 void suspend::parts::arm(outcome& told, milliseconds time)
 {
-    ++timer_number;
     timer.reset();
     if (time.count() == 0)
         return;
     timer = timers::clock::now() + time;
-    timers::shared().at(*timer, [weak = weak_from_this(), number = timer_number] {
-        if (const auto self = weak.lock())
-            (void)self->turn([&](outcome& later) {
-                if (self->timer_number == number && std::exchange(self->timer, std::nullopt))
-                    (void)self->happened(later, wake_source::timer);
-            });
-    });
     skip_to_timer(told);
     fall_asleep(told);
 }
@@ -94,7 +86,7 @@ void suspend::parts::wake_up(outcome& told, std::optional<int> source, milliseco
     line.pid = woken.asked->from().pid;
     line.tid = woken.asked->from().tid;
     line.result = source.value_or(0);
-    line.size = static_cast<std::uint64_t>(time.count());
+    line.slept_ms = static_cast<std::uint64_t>(time.count());
     if (!source)
         line.error = "EINTR";
     shown.events().append(std::move(line));
@@ -104,12 +96,34 @@ void suspend::parts::wake_up(outcome& told, std::optional<int> source, milliseco
         told.fail(std::move(woken.asked), EINTR);
 }
 
-void suspend::parts::end_pending_at(timers::clock::time_point time)
+/** Timers are never taken back, so one is set for whatever comes first, and none while a sooner one is under way. */
+void suspend::parts::tick_later()
 {
-    timers::shared().at(time, [weak = weak_from_this()] {
+    std::optional<timers::clock::time_point> next = sources.next_end();
+    if (timer && (!next || *timer < *next))
+        next = timer;
+    if (!next || (due && *due <= *next))
+        return;
+    due = next;
+    timers::shared().at(*next, [weak = weak_from_this(), at = *next] {
         if (const auto self = weak.lock())
-            (void)self->turn([&](outcome&) { self->sources.end_due(timers::clock::now()); });
+            (void)self->turn([&](outcome& told) {
+                if (self->due == at)
+                    self->due.reset();
+                self->tick(told);
+            });
     });
+}
+
+/** Time has passed: perhaps enough for something, perhaps for what was replaced meanwhile. */
+void suspend::parts::tick(outcome& told)
+{
+    const auto now = timers::clock::now();
+    sources.end_due(now);
+    if (!timer || *timer > now)
+        return;
+    timer.reset();
+    (void)happened(told, wake_source::timer);
 }
 
 /** What the other side has put into the attribute is the count from now on. */
@@ -129,14 +143,11 @@ void suspend::parts::show_all()
     show(unlock_path, sources.lock_names(false));
 }
 
-/** An attribute that was taken off the board is not made anew. */
+/** The text alone: what the other side does to the attribute meanwhile stays, its removal too. */
 void suspend::parts::show(const char* path, const std::string& text)
 {
-    auto stands = shown.attribute(path);
-    if (!stands || stands->text == text)
-        return;
-    stands->text = text;
-    (void)shown.put_attribute(path, std::move(*stands));
+    if (const auto stands = shown.attribute(path); stands && stands->text != text)
+        (void)shown.put_text(path, text);
 }
 
 } // namespace kt::terminal

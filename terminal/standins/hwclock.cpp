@@ -1,4 +1,6 @@
 /** The stand-in for hwclock: carries the time between the working clock and the hardware clock. */
+#include "terminal/rtc_record.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -60,40 +62,42 @@ int set_hardware(int clock, const char* device)
     clock_gettime(CLOCK_REALTIME, &now);
     tm parts{};
     gmtime_r(&now.tv_sec, &parts);
-    rtc_time record{};
-    record.tm_sec = parts.tm_sec;
-    record.tm_min = parts.tm_min;
-    record.tm_hour = parts.tm_hour;
-    record.tm_mday = parts.tm_mday;
-    record.tm_mon = parts.tm_mon;
-    record.tm_year = parts.tm_year;
-    record.tm_wday = parts.tm_wday;
-    record.tm_yday = parts.tm_yday;
+    const rtc_time record = kt::terminal::rtc_record_of(parts);
     return ioctl(clock, RTC_SET_TIME, &record) == 0 ? 0 : fail("set", device);
 }
 
-int use_hardware(int clock, const order& given)
+/** False: it could not be read; said so. */
+bool read_hardware(int clock, const char* device, time_t& time)
 {
     rtc_time record{};
-    if (ioctl(clock, RTC_RD_TIME, &record) != 0)
-        return fail("read", given.device);
-    tm parts{};
-    parts.tm_sec = record.tm_sec;
-    parts.tm_min = record.tm_min;
-    parts.tm_hour = record.tm_hour;
-    parts.tm_mday = record.tm_mday;
-    parts.tm_mon = record.tm_mon;
-    parts.tm_year = record.tm_year;
-    const time_t time = timegm(&parts);
-    if (given.what == job::set_system) {
-        const timeval wanted{time, 0};
-        if (settimeofday(&wanted, nullptr) == 0)
-            return 0;
-        fprintf(stderr, "hwclock: settimeofday: %s\n", strerror(errno));
-        return 1;
+    if (ioctl(clock, RTC_RD_TIME, &record) != 0) {
+        fail("read", device);
+        return false;
     }
-    char text[64];
+    tm parts = kt::terminal::parts_of(record);
+    time = timegm(&parts);
+    return true;
+}
+
+int set_system(int clock, const char* device)
+{
+    timeval wanted{};
+    if (!read_hardware(clock, device, wanted.tv_sec))
+        return 1;
+    if (settimeofday(&wanted, nullptr) == 0)
+        return 0;
+    fprintf(stderr, "hwclock: settimeofday: %s\n", strerror(errno));
+    return 1;
+}
+
+int show(int clock, const char* device)
+{
+    time_t time = 0;
+    if (!read_hardware(clock, device, time))
+        return 1;
+    tm parts{};
     localtime_r(&time, &parts);
+    char text[64];
     strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S%z", &parts);
     puts(text);
     return 0;
@@ -109,5 +113,13 @@ int main(int argc, char** argv)
     const int clock = open(given.device, O_RDONLY | O_CLOEXEC);
     if (clock < 0)
         return fail("open", given.device);
-    return given.what == job::set_hardware ? set_hardware(clock, given.device) : use_hardware(clock, given);
+    switch (given.what) {
+    case job::set_hardware:
+        return set_hardware(clock, given.device);
+    case job::set_system:
+        return set_system(clock, given.device);
+    case job::show:
+        break;
+    }
+    return show(clock, given.device);
 }

@@ -1,7 +1,9 @@
 /** How a battery charges, discharges and stops at its limit, under a time that the test lets pass; and its options. */
 #include "terminal/battery/battery.h"
 
+#include <future>
 #include <gtest/gtest.h>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -263,6 +265,58 @@ TEST_F(battery_on_board, TheChargerWakesTheBoard)
     plug(true);
     plug(false);
     EXPECT_EQ(sources, (std::vector<int>{wake_source::other, wake_source::other}));
+}
+
+TEST_F(battery_on_board, ReadsNumbersOfAnySize)
+{
+    shown_.put_attribute(battery::mains_attribute, {.text = "4294967296\n", .mode = 0444}); // low 32 bits are 0
+    EXPECT_EQ(text("status"), "Charging\n");
+    shown_.put_attribute(battery::limit_attribute, {.text = "-99999999999999999999\n"});
+    EXPECT_EQ(text("status"), "Not charging\n");
+    EXPECT_EQ(battery_of(shown_)->state().limit, 0);
+    shown_.put_attribute(battery::limit_attribute, {.text = "4294967296\n"});
+    EXPECT_EQ(text("status"), "Charging\n");
+    EXPECT_EQ(battery_of(shown_)->state().limit, 100);
+    shown_.put_attribute(battery::mains_attribute, {.text = "no number\n", .mode = 0444});
+    EXPECT_EQ(text("status"), "Discharging\n");
+}
+
+TEST(Battery, TouchesNoBoardAfterItsStop)
+{
+    auto shown = std::make_unique<board>();
+    const auto made = std::make_shared<battery>(*shown, "/sys/class/power_supply/kt_bat",
+                                                [] { return std::chrono::steady_clock::now(); });
+    made->begin({.mains = false});
+    made->stop();
+    EXPECT_TRUE(made->is_gone());
+    made->change({.mains = true});
+    EXPECT_EQ(shown->attribute(battery::mains_attribute)->text, "0\n");
+    shown.reset();
+    EXPECT_TRUE(made->is_gone());
+    made->refresh();
+    made->change({.capacity = 5, .mains = true});
+}
+
+TEST(Battery, ItsStopWaitsForTheWakeUpThatIsUnderWay)
+{
+    board shown;
+    const auto made = std::make_shared<battery>(shown, "/sys/class/power_supply/kt_bat",
+                                                [] { return std::chrono::steady_clock::now(); });
+    made->begin({.mains = false});
+    std::promise<void> told;
+    std::promise<void> go_on;
+    shown.set_wake_listener([&](int) {
+        told.set_value();
+        go_on.get_future().wait();
+    });
+    shown.put_attribute(battery::mains_attribute, {.text = "1\n", .mode = 0444});
+    std::thread looks([&] { made->refresh(); });
+    told.get_future().wait();
+    auto stopped = std::async(std::launch::async, [&] { made->stop(); });
+    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    go_on.set_value();
+    stopped.get();
+    looks.join();
 }
 
 TEST_F(battery_on_board, ManyMayAskAndPlugAtOnce)

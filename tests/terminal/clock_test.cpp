@@ -223,6 +223,27 @@ TEST(Clock, ARuleMakesSettingFail)
     EXPECT_EQ(told[1].error, "");
 }
 
+TEST(Clock, ARuleKeepsTheTimeZoneAsItWas)
+{
+    ASSERT_EQ(ways_to_set[0].set(future), 0); // until then the desk's kernel tells its own
+    const auto minutes_west = [] {
+        timeval now{};
+        struct timezone told {
+            12345, 0
+        };
+        return syscall(SYS_gettimeofday, &now, &told) == 0 ? told.tz_minuteswest : 12345;
+    };
+    const struct timezone wanted {
+        - 60, 0
+    };
+    virtual_terminal board;
+    board.fail("clock", {.on = "write", .error = EPERM, .times = 1});
+    EXPECT_EQ(error_of(settimeofday(nullptr, &wanted)), EPERM);
+    EXPECT_EQ(minutes_west(), 0);
+    EXPECT_EQ(error_of(settimeofday(nullptr, &wanted)), 0);
+    EXPECT_EQ(minutes_west(), -60);
+}
+
 TEST(Clock, OtherClocksGoOnUnmoved)
 {
     const std::int64_t start = monotonic_ms();
@@ -378,6 +399,34 @@ TEST(Clock, TheHardwareClockRefusesWhatIsNoTime)
     EXPECT_EQ(error_of(ioctl(clock.fd(), RTC_UIE_ON, 0)), ENOTTY);
     char none[4];
     EXPECT_EQ(error_of(read(clock.fd(), none, sizeof none)), EAGAIN);
+}
+
+TEST(Clock, TheHardwareClockHasNoInterruptsAndAnyNumberOfOpeners)
+{
+    const opened_file first("/dev/rtc0", O_RDONLY);
+    const opened_file second("/dev/rtc0", O_RDONLY);
+    for (const int clock : {first.fd(), second.fd()}) {
+        rtc_time now{};
+        EXPECT_EQ(error_of(ioctl(clock, RTC_RD_TIME, &now)), 0);
+        EXPECT_EQ(error_of(ioctl(clock, RTC_AIE_ON, 0)), ENOTTY);
+        unsigned long count = 0;
+        EXPECT_EQ(error_of(read(clock, &count, sizeof count)), EIO);
+    }
+}
+
+TEST(Clock, TheHardwareClockKeepsATimeThatTheCalendarCannot)
+{
+    const opened_file clock("/dev/rtc0", O_RDWR);
+    virtual_terminal board;
+    for (rtc_time each : {record(2300, 1, 1), record(9999, 12, 31, 23)}) {
+        ASSERT_EQ(error_of(ioctl(clock.fd(), RTC_SET_TIME, &each)), 0);
+        EXPECT_TIME(hardware_time(), seconds_of(each));
+        (void)board.clock(R"({"advance_ms":3600000})");
+        EXPECT_TIME(hardware_time(), seconds_of(each) + 3600);
+    }
+    const std::int64_t now = std::time(nullptr);
+    EXPECT_THAT(output_of("hwclock -s 2>&1"), testing::StartsWith("hwclock: settimeofday: Invalid argument"));
+    EXPECT_TIME(std::time(nullptr), now);
 }
 
 TEST(Clock, HwclockCarriesTheTimeToTheHardwareClockAndBack)

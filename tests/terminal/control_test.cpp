@@ -395,7 +395,8 @@ TEST_F(control, RefusesWhatIsNestedTooDeeply)
 
 TEST_F(control, RefusesNamesThatNoFileCanHave)
 {
-    for (const std::string& name : {std::string("."), std::string(".."), std::string("a/../b"), std::string("a//b"), std::string(256, 'n')})
+    for (const std::string& name :
+         {std::string("."), std::string(".."), std::string("a/../b"), std::string("a//b"), std::string(256, 'n')})
         EXPECT_EQ(error_of(R"({"op":"port","path":"/dev/)" + name + R"("})"),
                   "\"path\" has a name that no file can have");
     EXPECT_EQ(error_of(R"({"op":"remove","path":"/run/modems"})"), "/run/modems cannot be removed");

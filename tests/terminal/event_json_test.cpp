@@ -1,8 +1,8 @@
 /** Events in JSON: what is left out, what is kept byte for byte, and the way back. */
 #include "terminal/control/event_text.h"
+#include "terminal/json/json.h"
 #include "terminal/model/errno_names.h"
 #include "terminal/protocol/event_json.h"
-#include "terminal/json/json.h"
 
 #include <cerrno>
 #include <gmock/gmock.h>
@@ -37,6 +37,7 @@ TEST(EventJson, SaysZeroWhereZeroMeansSomething)
     EXPECT_EQ(json_of(line).at("result"), 0);
     line.kind = "wake";
     EXPECT_EQ(json_of(line).at("result"), 0);
+    EXPECT_EQ(json_of(line).at("slept_ms"), 0);
     line.error = "EINTR"; // no event woke it
     EXPECT_FALSE(json_of(line).contains("result"));
 }
@@ -57,6 +58,7 @@ TEST(EventJson, EveryFieldComesBack)
     full.request = 0xC0044D01;
     full.priority = 3;
     full.result = -30;
+    full.slept_ms = 1ull << 33;
     full.arguments = {"sh", "-c", "echo \xfe", "\xc3\xa9", ""};
     full.error = "EROFS";
 
@@ -75,6 +77,7 @@ TEST(EventJson, EveryFieldComesBack)
     EXPECT_EQ(back.request, full.request);
     EXPECT_EQ(back.priority, full.priority);
     EXPECT_EQ(back.result, full.result);
+    EXPECT_EQ(back.slept_ms, full.slept_ms);
     EXPECT_EQ(back.arguments, full.arguments);
     EXPECT_EQ(back.error, full.error);
 }
@@ -121,7 +124,7 @@ TEST(EventText, TellsTheSleep)
     line.kind = "wake";
     line.data.clear();
     line.result = 8;
-    line.size = 30000;
+    line.slept_ms = 30000;
     EXPECT_EQ(event_text(line), "     0    0.000000     2  wake     8 after 30000 ms");
     line.result = 0;
     line.error = "EINTR";

@@ -3,8 +3,8 @@
 #include "served_board.h"
 #include "terminal/client/virtual_terminal.h"
 #include "terminal/control/ctl_request.h"
-#include "terminal/model/node.h"
 #include "terminal/json/json.h"
+#include "terminal/model/node.h"
 
 #include <cstring>
 #include <fcntl.h>
@@ -40,13 +40,14 @@ public:
     bool readable() const { return (file_->poll({}) & POLLIN) != 0; }
 
     /** ioctl(2) of a program of 32 bits: the result, or the negative error. */
-    int control_of_32_bits(unsigned long number, void* record)
+    int control_of_32_bits(unsigned long number, void* record, std::function<void()> failed = {})
     {
         int result = 0;
         auto asked = std::make_unique<device_call>();
         asked->asked_for = static_cast<std::uint32_t>(number);
         asked->record = record;
         asked->result = &result;
+        asked->failed = std::move(failed);
         file_->control(std::move(asked));
         return result;
     }
@@ -62,7 +63,12 @@ private:
     };
     struct device_call : device_request {
         caller from() const override { return {1, 1}; }
-        void fail(int error) override { *result = -error; }
+        void fail(int error) override
+        {
+            *result = -error;
+            if (failed)
+                failed();
+        }
         std::uint32_t number() const override { return asked_for; }
         std::uint64_t argument() const override { return reinterpret_cast<std::uintptr_t>(record); }
         bool caller_has_32_bits() const override { return true; }
@@ -76,6 +82,7 @@ private:
         std::uint32_t asked_for = 0;
         void* record = nullptr;
         int* result = nullptr;
+        std::function<void()> failed;
     };
 
     std::unique_ptr<open_file> file_;
@@ -180,8 +187,15 @@ TEST_F(InputControl, ADeviceIsRefusedWhoseOptionsDoNotFit)
     EXPECT_EQ(served.board.find("/dev/input/event3"), nullptr);
     EXPECT_EQ(served.board.find("/sys/class/input/event3"), nullptr);
     client.attribute("/sys/class/input/event3/device/id", {.text = "in the way\n"});
+    client.attribute("/sys/class/input/event3/device/phys", {.text = "somebody's\n"});
     EXPECT_THAT(refused(R"("path":"/dev/input/event3","name":"x")"), HasSubstr("the place is taken"));
     EXPECT_EQ(served.board.find("/dev/input/event3"), nullptr);
+    EXPECT_EQ(client.text("/sys/class/input/event3/device/id"), "in the way\n");
+    EXPECT_EQ(client.text("/sys/class/input/event3/device/phys"), "somebody's\n");
+    EXPECT_FALSE(served.board.attribute("/sys/class/input/event3/device/name"));
+    client.attribute("/sys/class/input/event4/device/name/inner", {.text = "a folder in the way\n"});
+    EXPECT_THAT(refused(R"("path":"/dev/input/event4","name":"x")"), HasSubstr("device/name: the place is taken"));
+    EXPECT_EQ(client.text("/sys/class/input/event4/device/name/inner"), "a folder in the way\n");
 }
 
 TEST(InputDevice, TheBoardIsToldOfAKeyOnceEveryOpenHasIt)
@@ -236,6 +250,20 @@ TEST(InputDevice, EventsCarryTheBoardsTime)
     ASSERT_EQ(bytes.size(), 16U);
     EXPECT_GE(time_at(bytes, 0), 1000);
     EXPECT_LT(time_at(bytes, 0), 1100);
+}
+
+TEST(InputDevice, WhoIsRefusedMayAskAgainAtOnce)
+{
+    equipped_board board;
+    ASSERT_TRUE(board.make_device("input", keypad_node, R"({"kind":"input","name":"Kestrel Keyboard"})"));
+    reader open(board, keypad_node);
+    board.remove(keypad_node);
+    int version = 0;
+    int again = 0;
+    EXPECT_EQ(open.control_of_32_bits(EVIOCGVERSION, &version,
+                                      [&] { again = open.control_of_32_bits(EVIOCGVERSION, &version); }),
+              -ENODEV);
+    EXPECT_EQ(again, -ENODEV);
 }
 
 TEST(InputDevice, AProgramOf32BitsGetsBitsInItsOwnWords)

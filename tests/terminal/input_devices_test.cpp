@@ -222,6 +222,10 @@ TEST_F(InputDevices, AResistivePanelReportsOnlyWhileItIsSampled)
                                     report_end,
                                     {3, 24, 0},
                                     report_end}));
+
+    ASSERT_EQ(put("/sys/class/kt_misc/touch/touch_start", "4294967296"), 0); // not 0 either
+    board.tap(100, 200);
+    EXPECT_EQ(events_in(read_now(panel.fd(), 1024).bytes).size(), 6U);
 }
 
 TEST_F(InputDevices, ADeviceTellsWhoItIs)

@@ -2,8 +2,8 @@
 #include "port_program.h"
 #include "served_board.h"
 #include "terminal/client/virtual_terminal.h"
-#include "terminal/ports/recorder.h"
 #include "terminal/json/json.h"
+#include "terminal/ports/recorder.h"
 
 #include <asm/termbits.h>
 #include <cerrno>

@@ -119,8 +119,7 @@ TEST_F(OrdinaryUser, PassesTheProgramsOwnTests)
           "In/KeptFiles.SharedMappingsAreWrittenBack/Kt", "ProcView.ProcessesAreTheTerminalsOwn",
           "FailureRules.AHangingAccessEndsWithASignal", "JournalView.TheProcessIsTheOneTheProgramKnows",
           "JournalView.SyslogLinesStandBetweenTheAccessesWithTheirPriority", "KernelDifferences.ThereIsOneUserOnly",
-          "KernelDifferences.FilesCarryTheDesksTime",
-          "StandIns.EachShellCommandIsTold"}) {
+          "KernelDifferences.FilesCarryTheDesksTime", "StandIns.EachShellCommandIsTold"}) {
         const ended run = this->run("export LD_LIBRARY_PATH=\"$build/lib\"; exec \"$build/bin/kt-terminal\" -- "
                                     "\"$build/tests/terminal_view_test\" --gtest_filter='" +
                                     std::string(behaviour) + "'");

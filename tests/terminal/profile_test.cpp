@@ -317,6 +317,14 @@ TEST_F(profile_file, DevicesThatCannotBeMadeAreRefusedWithFileAndPlace)
               "mine.json: devices: /dev/a: kind: there is no \"toaster\"");
     EXPECT_EQ(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "battery" } } })")),
               "mine.json: devices: /dev/a: a battery must lie below /sys/class/power_supply");
+    for (const auto& [kind, sentence] :
+         {std::pair{"port", "a port must lie below /dev"}, std::pair{"modem", "a modem must lie below /dev"},
+          std::pair{"rtc", "a hardware clock must lie below /dev"},
+          std::pair{"input",
+                    "/sys/class/power_supply/a: an input device is called /dev/input/eventN, with a number N"}})
+        EXPECT_EQ(board_refusal(write("mine.json", R"({ "devices": { "/sys/class/power_supply/a": { "kind": ")" +
+                                                       std::string(kind) + "\" } } }")),
+                  "mine.json: devices: /sys/class/power_supply/a: " + std::string(sentence));
     EXPECT_THAT(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "port", "speed": "x" } } })")),
                 HasSubstr("mine.json: devices: /dev/a: "));
     EXPECT_THAT(board_refusal(write("mine.json", R"({ "devices": { "/dev/a": { "kind": "port", "sped": 1 } } })")),

@@ -1,6 +1,7 @@
 /** The board's sleep without a kernel between: turns, the skipped time and the board's clock, the counting. */
 #include "terminal/model/board.h"
 #include "terminal/model/node.h"
+#include "terminal/model/timers.h"
 #include "terminal/sleep/suspend.h"
 #include "terminal/sleep/wakeup_sources.h"
 #include "terminal/sleep/written_words.h"
@@ -21,6 +22,8 @@ using testing::IsEmpty;
 
 constexpr const char* state = "/sys/power/state";
 constexpr const char* count = "/sys/power/wakeup_count";
+constexpr const char* lock = "/sys/power/wake_lock";
+constexpr const char* unlock = "/sys/power/wake_unlock";
 constexpr const char* timer = "/sys/class/kt_misc/ioctl/wakeup_msec";
 constexpr const char* pm_event = "/sys/class/kt_misc/ioctl/kt_pm_event";
 
@@ -68,8 +71,8 @@ class SleepModel : public testing::Test {
 protected:
     SleepModel()
     {
-        for (const auto& [path, text] : {std::pair{state, "freeze mem\n"}, std::pair{"/sys/power/wake_lock", "\n"},
-                                         std::pair{"/sys/power/wake_unlock", "\n"}})
+        for (const auto& [path, text] :
+             {std::pair{state, "freeze mem\n"}, std::pair{lock, "\n"}, std::pair{unlock, "\n"}})
             shown.put_attribute(path, {text});
         for (const auto& [path, text] : {std::pair{count, "1\n"}, std::pair{timer, "0\n"}, std::pair{pm_event, "0\n"}})
             shown.put_attribute(path, {text, 0644, attribute_kind::integer});
@@ -111,9 +114,9 @@ TEST_F(SleepModel, FastModeSkipsTheTimeUntilTheTimerFiresAndSetsTheClockOn)
     EXPECT_THAT(lines(), ElementsAre("sleep mem", "wake 8"));
     const event woken = shown.events().from(2).at(0);
     EXPECT_EQ(woken.pid, 7);
-    EXPECT_GT(woken.size, 3'570'000U);
-    EXPECT_LE(woken.size, 3'600'001U);
-    EXPECT_EQ(std::chrono::milliseconds(woken.size), sleep->state().slept);
+    EXPECT_GT(woken.slept_ms, 3'570'000U);
+    EXPECT_LE(woken.slept_ms, 3'600'001U);
+    EXPECT_EQ(std::chrono::milliseconds(woken.slept_ms), sleep->state().slept);
     EXPECT_FALSE(sleep->state().timer);
 }
 
@@ -153,7 +156,7 @@ TEST_F(SleepModel, RealModeLeavesTheClockAlone)
     EXPECT_EQ(wrote(timer, "50"), "2");
     EXPECT_EQ(sleeper.answer(), "3");
     EXPECT_THAT(lines(), ElementsAre("sleep mem", "wake 8"));
-    EXPECT_GE(shown.events().from(2).at(0).size, 50U);
+    EXPECT_GE(shown.events().from(2).at(0).slept_ms, 50U);
     EXPECT_EQ(shown.clock().offset(), 0s);
 }
 
@@ -173,6 +176,58 @@ TEST_F(SleepModel, ANewSettingReplacesTheTimerAndZeroTakesItAway)
     EXPECT_EQ(wrote(timer, "soon"), "EINVAL");
     shown.wake(wake_source::wifi);
     EXPECT_EQ(sleeper.answer(), "3");
+}
+
+TEST_F(SleepModel, HoweverOftenTimesAreSetOneTimerIsUnderWay)
+{
+    const std::size_t before = timers::shared().waiting();
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(wrote(timer, "3600000"), "7");
+        EXPECT_EQ(wrote(lock, "drv 7200000000000"), "17");
+        sleep->stay_pending(2h);
+    }
+    EXPECT_LE(timers::shared().waiting(), before + 1);
+}
+
+TEST_F(SleepModel, WhatEndsSoonerIsNotHeldUpByWhatEndsLater)
+{
+    EXPECT_EQ(wrote(lock, "late 3600000000000"), "18");
+    EXPECT_EQ(wrote(lock, "first 20000000"), "14");
+    EXPECT_EQ(wrote(lock, "next 40000000"), "13"); // set while the first one's timer is under way
+    program_call sleeper(shown, state, "mem");
+    EXPECT_EQ(wrote(timer, "60"), "2");
+    EXPECT_EQ(sleeper.answer(), "3");
+    EXPECT_EQ(text(pm_event), "8\n");
+    EXPECT_EQ(text(lock), "late\n");
+    EXPECT_EQ(text(count), "4\n"); // two locks and the timer
+}
+
+TEST_F(SleepModel, MoreThanAHundredLocksAreRefused)
+{
+    for (int i = 0; i <= 100; ++i)
+        EXPECT_EQ(wrote(lock, "d" + std::to_string(i)), std::to_string(1 + std::to_string(i).size()));
+    EXPECT_EQ(wrote(lock, "one_more"), "ENOSPC");
+    EXPECT_EQ(wrote(unlock, "d7"), "2");
+    EXPECT_EQ(wrote(lock, "one_more"), "ENOSPC"); // one that is let go of is still known
+    EXPECT_EQ(text(unlock), "d7\n");
+    EXPECT_EQ(wrote(lock, "d7"), "2");
+    EXPECT_EQ(text(unlock), "\n");
+}
+
+TEST_F(SleepModel, WhatItShowsItselfIsNoNewsToFollowers)
+{
+    int told = 0;
+    for (const char* path : {count, pm_event, lock})
+        shown.follow_attribute(path, [&] { ++told; });
+    ASSERT_TRUE(shown.put_attribute(pm_event, {"0\n", 0400, attribute_kind::integer}));
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(wrote(lock, "drv"), "3");
+    program_call sleeper(shown, state, "mem");
+    shown.wake(wake_source::wifi);
+    EXPECT_EQ(sleeper.answer(), "3");
+    EXPECT_EQ(text(pm_event), "32\n");
+    EXPECT_EQ(shown.attribute(pm_event)->mode, 0400U);
+    EXPECT_EQ(told, 1);
 }
 
 TEST_F(SleepModel, SleepersTakeTurns)
@@ -328,8 +383,16 @@ TEST(WakeupSources, ATimedLockKeepsTheLaterTime)
 {
     const wakeup_sources::time_point start{};
     wakeup_sources all;
+    EXPECT_FALSE(all.next_end());
     all.lock("drv", start + 10s);
     all.lock("drv", start + 5s);
+    EXPECT_EQ(all.next_end(), start + 10s);
+    all.hold_until(start + 9s);
+    EXPECT_EQ(all.next_end(), start + 9s);
+    all.hold_until(start);
+    all.end_due(start);
+    all.set_count(0);
+    EXPECT_EQ(all.next_end(), start + 10s);
     all.end_due(start + 9s);
     EXPECT_TRUE(all.pending());
     EXPECT_EQ(all.count(), 0U);
@@ -383,20 +446,20 @@ TEST(WrittenWords, AreReadAsTheKernelReadsThem)
     for (const char* none : {"", "\n", "x1", "-1", "+1"})
         EXPECT_FALSE(leading_count(none)) << none;
 
-    const auto lock = [](const char* written) -> std::string {
+    const auto read = [](const char* written) -> std::string {
         const auto said = wake_lock_in(written);
         return !said ? "refused" : said->name + (said->time ? " " + std::to_string(said->time->count()) : "");
     };
-    EXPECT_EQ(lock("drv\n"), "drv");
-    EXPECT_EQ(lock("drv"), "drv");
-    EXPECT_EQ(lock("drv\nmore"), "drv");
-    EXPECT_EQ(lock("drv 0\n"), "drv");
-    EXPECT_EQ(lock("drv 1\n"), "drv 1"); // nanoseconds, rounded up
-    EXPECT_EQ(lock("drv  1000000"), "drv 1");
-    EXPECT_EQ(lock("drv 1000001"), "drv 2");
-    EXPECT_EQ(lock("drv 18446744073709551615"), "drv 31536000000");
+    EXPECT_EQ(read("drv\n"), "drv");
+    EXPECT_EQ(read("drv"), "drv");
+    EXPECT_EQ(read("drv\nmore"), "drv");
+    EXPECT_EQ(read("drv 0\n"), "drv");
+    EXPECT_EQ(read("drv 1\n"), "drv 1"); // nanoseconds, rounded up
+    EXPECT_EQ(read("drv  1000000"), "drv 1");
+    EXPECT_EQ(read("drv 1000001"), "drv 2");
+    EXPECT_EQ(read("drv 18446744073709551615"), "drv 31536000000");
     for (const char* wrong : {"", "\n", " drv", "drv ", "drv x", "drv -1", "drv 1 2", "drv 18446744073709551616"})
-        EXPECT_EQ(lock(wrong), "refused") << wrong;
+        EXPECT_EQ(read(wrong), "refused") << wrong;
 
     EXPECT_EQ(wake_unlock_in("drv\n"), "drv");
     EXPECT_EQ(wake_unlock_in("drv 5"), "drv 5");

@@ -110,7 +110,7 @@ TEST_F(Sleep, AShellsEchoSleepsAndTellsHowLong)
     board.wake();
     EXPECT_EQ(sleeper.result(), 0);
     EXPECT_THAT(lines(), ElementsAre("sleep freeze", "wake 16", "write freeze\n"));
-    EXPECT_GE(woken().size, 200U);
+    EXPECT_GE(woken().slept_ms, 200U);
     EXPECT_GT(woken().pid, 0);
     EXPECT_EQ(shown(state), "freeze mem\n");
 }
@@ -182,8 +182,8 @@ TEST_F(Sleep, FastModeSkipsTheTimeToTheTimer)
     ASSERT_EQ(put(timer, "3600000"), 0);
     EXPECT_EQ(put(state, "mem"), 0);
     EXPECT_EQ(shown(pm_event), "8\n");
-    EXPECT_GT(woken().size, 3'500'000U);
-    EXPECT_LE(woken().size, 3'600'001U);
+    EXPECT_GT(woken().slept_ms, 3'500'000U);
+    EXPECT_LE(woken().slept_ms, 3'600'001U);
 
     board.forget();
     beside<int> sleeper([] { return put(state, "mem"); }); // no timer: somebody must come
@@ -310,6 +310,8 @@ TEST_F(Sleep, WrongRequestsAreRefused)
           R"({"op":"wake","event":1.5})", R"({"op":"sleep","fast":1})", R"({"op":"sleep","pending_ms":-1})",
           R"({"op":"sleep","fast":true,"pending_ms":"long"})", R"({"op":"sleep","for":1})"})
         EXPECT_THAT(board.exchange(wrong), HasSubstr(R"("ok":false)")) << wrong;
-    EXPECT_EQ(board.exchange(R"({"op":"wake"})"), R"({"ok":true,"woke":false})");
-    EXPECT_THAT(board.sleep(), HasSubstr(R"("wakeup_count":2,"pending":false,"event":null,"fast":false)"));
+    for (const char* right :
+         {R"({"op":"wake"})", R"({"op":"wake","event":2147483647})", R"({"op":"wake","event":-2147483648})"})
+        EXPECT_EQ(board.exchange(right), R"({"ok":true,"woke":false})") << right;
+    EXPECT_THAT(board.sleep(), HasSubstr(R"("wakeup_count":4,"pending":false,"event":null,"fast":false)"));
 }

@@ -236,6 +236,22 @@ TEST(Tamper, ASilentProcessorTakesNoReset)
     EXPECT_EQ(shown(tamper_status), "0x5,0x0\n");
 }
 
+TEST(Tamper, PermissionsAloneDoNotEndTheSilence)
+{
+    virtual_terminal board;
+    board.tamper(R"({"set":{"status":5,"ram":6,"silent":2}})");
+    EXPECT_THAT(board.exchange(R"({"op":"set","path":")" + tamper_status + R"(","mode":"0400"})"),
+                HasSubstr(R"("ok":true)"));
+    EXPECT_THAT(board.tamper(), HasSubstr(R"("status":"0x5","ram":"0x6","silent":2,"resets":0)"));
+    EXPECT_EQ(shown(tamper_status), "0xcccccccc,0x0\n");
+    EXPECT_EQ(shown(tamper_status), "0xcccccccc,0x0\n");
+    EXPECT_EQ(shown(tamper_status), "0x5,0x6\n");
+    board.attribute(tamper_status, {.text = "by hand\n", .mode = 0444});
+    board.attribute(tamper_status, {.text = "0x5,0x6\n", .mode = 0444}); // the words as before: words again
+    write_text(tamper_reset, "0");
+    EXPECT_EQ(shown(tamper_status), "0x0,0x6\n");
+}
+
 TEST(Tamper, ATextThatIsSetIsShownAsGiven)
 {
     virtual_terminal board;

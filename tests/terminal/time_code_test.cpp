@@ -1,6 +1,7 @@
 /** How the kernel's time functions become system calls: the code that is written, and where nothing may be written. */
 #include "terminal/notifier/time_code.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -147,6 +148,40 @@ TEST(TimeCode, NothingIsPlannedForWhatIsNoImage)
         strange[at] = '\xff';
         (void)plain_calls(strange);
     }
+}
+
+TEST(TimeCode, AFunctionThatReachesPastTheImageIsLeftAlone)
+{
+    const std::string whole = image_with("\xe8\x11\x22\x33\x44\x90"sv);
+    const auto forged = [&](std::uint64_t value, std::uint64_t size) {
+        Elf64_Sym function{};
+        constexpr std::size_t at = 0x100 + sizeof function;
+        std::memcpy(&function, &whole[at], sizeof function);
+        function.st_value = value;
+        function.st_size = size;
+        std::string image = whole;
+        std::memcpy(&image[at], &function, sizeof function);
+        return plain_calls(image);
+    };
+    ASSERT_EQ(forged(entry, 0x100).size(), 1U);
+    const auto below = [](std::uint64_t number) { return UINT64_MAX - number + 1; };
+    EXPECT_TRUE(forged(below(8), 16).empty()) << "offset and size together are small again";
+    EXPECT_TRUE(forged(below(8), 8).empty());
+    EXPECT_TRUE(forged(entry, below(entry)).empty());
+    EXPECT_TRUE(forged(entry, below(8)).empty());
+    EXPECT_TRUE(forged(4096, 8).empty());
+    EXPECT_TRUE(forged(4088, 16).empty());
+}
+
+TEST(TimeCode, AnImageThatIsSaidToEndBeforeItBeginsIsNone)
+{
+    std::string image = image_with("\xe8\x11\x22\x33\x44\x90"sv);
+    Elf64_Ehdr header;
+    std::memcpy(&header, image.data(), sizeof header);
+    header.e_shoff = UINT64_MAX - 3 * sizeof(Elf64_Shdr) + 2; // the sections would end at the image's second byte
+    std::memcpy(image.data(), &header, sizeof header);
+    EXPECT_EQ(image_size(image), 0U);
+    EXPECT_TRUE(plain_calls(image).empty());
 }
 
 #ifdef __x86_64__
