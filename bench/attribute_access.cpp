@@ -1,4 +1,5 @@
 // One attribute access through the library against the bare system calls, on a plain file in memory.
+#include "bench/require.h"
 #include "bench/side_by_side.h"
 #include "kt_driver/base.h"
 
@@ -9,6 +10,8 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using kt::bench::require;
 
 namespace {
 
@@ -52,14 +55,6 @@ private:
     std::string folder_, dir_, path_;
 };
 
-void require(bool done)
-{
-    if (!done) {
-        std::perror("attribute_access");
-        std::abort();
-    }
-}
-
 /** The four system calls that an access cannot do without. */
 template <typename Transfer>
 void bare(const char* path, Transfer transfer)
@@ -93,7 +88,7 @@ void compare(benchmark::State& state, const char* what, Bare plain, Library libr
     const memory_attribute file;
     const auto found = kt::bench::side_by_side(
         state, calls, [&] { plain(file); }, [&] { require(library(file)); });
-    kt::bench::figure(what, found.ratio(), "x", most);
+    kt::bench::figure(what, found.ratio(), "x", most, kt::bench::side_by_side_noise);
 }
 
 void get_int(benchmark::State& state)

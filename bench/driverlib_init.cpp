@@ -1,5 +1,7 @@
 // kt_driverlib_init against the system calls that it is made of, on a terminal.
+#include "bench/bare_calls.h"
 #include "bench/on_terminal.h"
+#include "bench/require.h"
 #include "bench/side_by_side.h"
 #include "kt_driver/base.h"
 
@@ -10,8 +12,11 @@
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
+
+using kt::bench::bare_battery;
+using kt::bench::bare_read;
+using kt::bench::require;
 
 namespace {
 
@@ -41,25 +46,6 @@ private:
     const int nowhere_ = open("/dev/null", O_WRONLY | O_CLOEXEC);
 };
 
-void require(bool done)
-{
-    if (!done) {
-        std::perror("driverlib_init");
-        std::abort();
-    }
-}
-
-void bare_read(const char* path, int flags)
-{
-    static char page[4096];
-    struct stat found;
-    require(stat(path, &found) == 0);
-    const int fd = open(path, flags);
-    require(fd >= 0);
-    require(read(fd, page, sizeof page) > 0);
-    require(close(fd) == 0);
-}
-
 void bare_name(const char* path)
 {
     static char name[255];
@@ -83,7 +69,7 @@ void bare_panel()
     bare_name("/sys/class/input/event0/device/name");
     bare_name("/sys/class/input/event1/device/name");
     bare_name("/sys/class/input/event2/device/name");
-    bare_read("/sys/class/input/event2/device/id/bustype", O_RDONLY);
+    bare_read("/sys/class/input/event2/device/id/bustype");
     bare_node("/dev/input/event2", true);
 }
 
@@ -105,22 +91,13 @@ void bare_battery_folder()
     require(closedir(folder) == 0);
 }
 
-void bare_battery()
-{
-    bare_read("/sys/class/power_supply/kt_bat/status", O_RDONLY);
-    bare_read("/sys/class/power_supply/kt_bat/capacity", O_RDONLY);
-    bare_read("/sys/class/power_supply/kt_bat/voltage_now", O_RDONLY);
-    bare_read("/sys/class/power_supply/kt_bat/capacity_level", O_RDONLY);
-    bare_read("/sys/class/power_supply/kt_bat/status", O_RDONLY);
-}
-
 void bare_init()
 {
-    bare_read("/sys/class/kt_misc/sysinfo/ubootver", O_RDONLY);
-    bare_read("/sys/class/kt_misc/sysinfo/kernelver", O_RDONLY);
-    bare_read("/sys/class/kt_misc/sysinfo/rootfsver", O_RDONLY);
-    bare_read("/sys/class/kt_misc/sysinfo/hardwarever", O_RDONLY);
-    bare_read("/sys/class/kt_misc/sysinfo/wifimodule", O_RDONLY);
+    bare_read("/sys/class/kt_misc/sysinfo/ubootver");
+    bare_read("/sys/class/kt_misc/sysinfo/kernelver");
+    bare_read("/sys/class/kt_misc/sysinfo/rootfsver");
+    bare_read("/sys/class/kt_misc/sysinfo/hardwarever");
+    bare_read("/sys/class/kt_misc/sysinfo/wifimodule");
     bare_read("/sys/class/kt_misc/ioctl/usb_route", O_RDWR);
     require(write(STDOUT_FILENO, "usb route 0\n", 12) == 12);
     require(std::system("echo 5  > /proc/sys/vm/dirty_background_ratio") == 0);
@@ -142,7 +119,7 @@ void driverlib_init(benchmark::State& state)
         const silence until_measured;
         found = kt::bench::side_by_side(state, 1, bare_init, [] { require(kt_driverlib_init() == 0); });
     }
-    kt::bench::figure("kt_driverlib_init, against its bare calls", found.ratio(), "x", most);
+    kt::bench::figure("kt_driverlib_init, against its bare calls", found.ratio(), "x", most); // it starts shells
     kt::bench::figure("kt_driverlib_init, median", found.library * 1e3, "ms");
 }
 

@@ -1,5 +1,6 @@
 // Bytes put into a FIFO and taken out again, against the two copies that this cannot do without, and another library.
 #include "kt_driver/fifo.h"
+#include "bench/require.h"
 #include "bench/side_by_side.h"
 
 #include <benchmark/benchmark.h>
@@ -8,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+using kt::bench::require;
 
 namespace {
 
@@ -48,12 +51,6 @@ private:
 kt_sfifo new_fifo()
 {
     return {ring_size, ring, ring, ring, &mutex};
-}
-
-void require(bool done)
-{
-    if (!done)
-        std::abort();
 }
 
 void figure(benchmark::State& state, const char* what, double ratio, double most)

@@ -10,6 +10,7 @@ namespace kt::bench {
 
 /** How many times its limit a figure must be to fail the run: machines are busy, but a wait never ends early. */
 inline constexpr double on_a_busy_machine = 2;
+inline constexpr double side_by_side_noise = 1.2; // of a ratio: what disturbs the machine disturbs both alike
 inline constexpr double undisturbed = 1;
 
 /** Reports a figure that has a limit. */

@@ -1,5 +1,6 @@
 // From a key's press to the return of the call that waits for it: kt_get_key against a bare read loop, on a terminal.
 #include "bench/on_terminal.h"
+#include "bench/require.h"
 #include "bench/side_by_side.h"
 #include "kt_driver/input.h"
 #include "terminal/client/virtual_terminal.h"
@@ -8,12 +9,12 @@
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+using kt::bench::require;
 
 namespace {
 
@@ -29,16 +30,8 @@ constexpr int presses = 3000;
 constexpr auto until_it_waits = std::chrono::microseconds(500);
 constexpr int blocks = 400;
 constexpr int calls = 20; // the device keeps 63 events
-constexpr double most = 1.10;
+constexpr double most_longer_us = 10;
 constexpr double most_pending = 1.03;
-
-void require(bool done)
-{
-    if (!done) {
-        std::perror("key_wait");
-        std::abort();
-    }
-}
 
 /** As the kernel of a board writes it. */
 struct record {
@@ -153,7 +146,9 @@ void press_to_return(benchmark::State& state)
     kt::bench::figure("press of a key to kt_get_key's return, 99 %", kt::bench::quantile(library_seconds, 0.99) * 1e6,
                       "us");
     kt::bench::figure("press to a bare read's return, median", bare_median * 1e6, "us");
-    kt::bench::figure("press to kt_get_key's return, against bare reads", library_median / bare_median, "x", most);
+    // Not their ratio: the way of the press, by a socket to the board's server, stands in both.
+    kt::bench::figure("kt_get_key's return, later than a bare read's", (library_median - bare_median) * 1e6, "us",
+                      most_longer_us);
 }
 
 /** Keys that are there already. */
@@ -180,7 +175,8 @@ void pending_key(benchmark::State& state)
     (void)close(bare);
     const double ratio = kt::bench::quantile(library_seconds, 0.5) / kt::bench::quantile(bare_seconds, 0.5);
     state.counters["ratio"] = ratio;
-    kt::bench::figure("kt_get_key of a pending key, against a bare read", ratio, "x", most_pending);
+    kt::bench::figure("kt_get_key of a pending key, against a bare read", ratio, "x", most_pending,
+                      kt::bench::side_by_side_noise);
 }
 
 BENCHMARK(press_to_return)->UseManualTime()->Iterations(presses)->Unit(benchmark::kMicrosecond);

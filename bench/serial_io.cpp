@@ -1,16 +1,17 @@
 // Reading and writing a port through the library against the same system calls made bare, on one port of a terminal.
 #include "bench/on_terminal.h"
+#include "bench/require.h"
 #include "bench/side_by_side.h"
 #include "kt_driver/serial.h"
 #include "terminal/client/virtual_terminal.h"
 
 #include <benchmark/benchmark.h>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <string>
 #include <sys/select.h>
 #include <unistd.h>
+
+using kt::bench::require;
 
 namespace {
 
@@ -22,14 +23,6 @@ constexpr unsigned sent_ahead = 60'000; // the port's queue holds little more
 constexpr int calls = 20;
 constexpr int blocks = 1500;
 constexpr double most = 1.03;
-
-void require(bool done)
-{
-    if (!done) {
-        std::perror("serial_io");
-        std::abort();
-    }
-}
 
 /** The port, open; its descriptor. */
 int open_port()
@@ -85,7 +78,7 @@ void port_read(benchmark::State& state)
             char answer[piece];
             require(kt_serial_read(port, answer, sizeof answer, 1000) == piece);
         });
-    kt::bench::figure("kt_serial_read, against bare calls", found.ratio(), "x", most);
+    kt::bench::figure("kt_serial_read, against bare calls", found.ratio(), "x", most, kt::bench::side_by_side_noise);
 }
 
 void port_write(benchmark::State& state)
@@ -95,7 +88,7 @@ void port_write(benchmark::State& state)
     const auto found = kt::bench::side_by_side(
         state, calls, [&] { require(write(fd, question, piece) == piece); },
         [&] { require(kt_serial_write(port, question, piece) == piece); });
-    kt::bench::figure("kt_serial_write, against bare calls", found.ratio(), "x", most);
+    kt::bench::figure("kt_serial_write, against bare calls", found.ratio(), "x", most, kt::bench::side_by_side_noise);
 }
 
 BENCHMARK(port_read)->UseManualTime()->Iterations(blocks)->Unit(benchmark::kMicrosecond);

@@ -1,28 +1,21 @@
 // What an attribute's access takes on a terminal: opened, read and closed by the program, answered by the board.
 #include "bench/figures.h"
 #include "bench/on_terminal.h"
+#include "bench/require.h"
 #include "kt_driver/base.h"
 
 #include <benchmark/benchmark.h>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 #include <vector>
+
+using kt::bench::require;
 
 namespace {
 
 constexpr int accesses = 10'000;
 constexpr double most_us = 60;
-
-void require(bool done)
-{
-    if (!done) {
-        std::perror("terminal_attribute");
-        std::abort();
-    }
-}
 
 template <typename Access>
 std::vector<double> each_us(benchmark::State& state, Access access)

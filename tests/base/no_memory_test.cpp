@@ -1,11 +1,11 @@
 /** Functions that run out of memory: the four attribute functions pass the failure on, nothing else lets it out. */
 #include <kt_driver/kt_driver.h>
 
-#include "tests/base/short_of_memory.h"
 #include "tests/support/captured_stdout.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/journal_lines.h"
 #include "tests/support/paths.h"
+#include "tests/support/short_of_memory.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>

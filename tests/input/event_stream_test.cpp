@@ -2,6 +2,7 @@
 #include "tests/input/event_models.h"
 #include "tests/input/keys.h"
 #include "tests/support/captured_stdout.h"
+#include "tests/support/own_standard_input.h"
 
 #include <gtest/gtest.h>
 #include <random>

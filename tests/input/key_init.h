@@ -5,6 +5,7 @@
 
 #include "tests/input/input_board.h"
 #include "tests/support/captured_stdout.h"
+#include "tests/support/own_standard_input.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -1,6 +1,6 @@
 /** Reading keys: waiting, and what ends it; signals, failures, and records that come short. */
-#include "tests/input/in_thread.h"
 #include "tests/input/keys.h"
+#include "tests/support/in_thread.h"
 
 #include <cerrno>
 

@@ -1,8 +1,8 @@
 /** Opening the touch panel, and what holds for both kinds of it. */
 #include "tests/input/node_calls.h"
 #include "tests/input/touch_panel.h"
-#include "tests/serial/failing_stdout.h"
 #include "tests/support/descriptors.h"
+#include "tests/support/failing_stdout.h"
 #include "tests/support/journal_lines.h"
 
 #include <cerrno>

@@ -1,8 +1,8 @@
 /** Whether a network interface exists. */
 #include <kt_driver/misc.h>
 
-#include "tests/support/captured_stdout.h"
 #include "tests/support/journal_lines.h"
+#include "tests/support/outcome.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
@@ -14,19 +14,9 @@ using lines = std::vector<std::string>;
 
 namespace {
 
-struct outcome {
-    int result = -2;
-    int cause = 0;
-    std::string text;
-};
-
 outcome check(const std::string& name)
 {
-    outcome done;
-    errno = 0;
-    done.text = printed([&] { done.result = kt_check_net_exist(name.c_str()); });
-    done.cause = errno;
-    return done;
+    return outcome_of([&] { return kt_check_net_exist(name.c_str()); });
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "tests/support/captured_stdout.h"
 #include "tests/support/journal_lines.h"
+#include "tests/support/outcome.h"
 #include "tests/support/paths.h"
 
 #include <cerrno>
@@ -28,17 +29,9 @@ void prepare(virtual_terminal& board)
     board.forget();
 }
 
-/** What one call gives and prints. */
-struct outcome {
-    int result = -2;
-    std::string text;
-};
-
 outcome set_mode(int value)
 {
-    outcome done;
-    done.text = printed([&] { done.result = kt_usb_mode(value); });
-    return done;
+    return outcome_of([&] { return kt_usb_mode(value); });
 }
 
 /** The call printed, ran and wrote what a change does. */
@@ -141,12 +134,7 @@ TEST(UsbRoute, AFailedAttributeIsTheResultAndTheRouteIsRemembered)
     virtual_terminal board;
     prepare(board);
     board.fail(route, {.on = "write", .error = EIO});
-    errno = 0;
-    const outcome done = set_mode(1);
-    const int cause = errno;
-    EXPECT_EQ(done.result, -1);
-    EXPECT_EQ(cause, EIO);
-    EXPECT_EQ(done.text, "system: " + to_host + "\n");
+    EXPECT_EQ(set_mode(1), failed(EIO, "system: " + to_host + "\n"));
     EXPECT_EQ(board.writes(role), lines{"host\n"});
     EXPECT_EQ(board.syslog(),
               "kt_sys_attr_set_int can't write 0x1 to /sys/class/kt_misc/ioctl/usb_route Input/output error\n");

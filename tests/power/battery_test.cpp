@@ -2,13 +2,14 @@
 #include <kt_driver/base.h>
 #include <kt_driver/power.h>
 
-#include "own_supply.h"
-#include "tests/base/short_of_memory.h"
-#include "tests/serial/failing_stdout.h"
 #include "tests/support/captured_stdout.h"
 #include "tests/support/descriptors.h"
+#include "tests/support/failing_stdout.h"
 #include "tests/support/journal_lines.h"
+#include "tests/support/outcome.h"
+#include "tests/support/own_supply.h"
 #include "tests/support/paths.h"
+#include "tests/support/short_of_memory.h"
 
 #include <array>
 #include <cerrno>
@@ -34,30 +35,6 @@ using record = std::array<int32_t, 7>;
 constexpr int32_t junk = 0x5a5a5a5a;
 constexpr record all_junk = {junk, junk, junk, junk, junk, junk, junk};
 constexpr const char* no_status = "ac_supply get ac online error\n";
-
-/** A call's result, what it printed, and errno after a failure. */
-struct outcome {
-    int result = 0;
-    int cause = 0;
-    std::string text;
-
-    bool operator==(const outcome&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& to, const outcome& told)
-{
-    return to << told.result << ", errno " << told.cause << ", \"" << told.text << '"';
-}
-
-template <typename Call>
-outcome outcome_of(Call call)
-{
-    outcome seen;
-    errno = 0;
-    seen.text = printed([&] { seen.result = call(); });
-    seen.cause = seen.result < 0 ? errno : 0;
-    return seen;
-}
 
 /** The battery's state; the record is full of junk before. */
 outcome ask(record& values)

@@ -1,5 +1,4 @@
-/** The heartbeat's arithmetic, on a clock that the test sets, and the settings around the sleep that are one access
- * each. */
+/** The heartbeat's arithmetic, on a clock that the test sets. */
 #include <kt_driver/kt_driver.h>
 
 #include "tests/support/captured_stdout.h"
@@ -12,7 +11,6 @@
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 using namespace kt::tests;
 using namespace std::chrono_literals;
@@ -267,47 +265,5 @@ TEST(HalTick, IsTheLocalTimeInMilliseconds)
         unsigned tick = 0;
         in_second(board, some_time, [&] { tick = kt_get_hal_tick(); });
         EXPECT_EQ(tick, (some_time + row.ahead_s) * 1000u) << row.zone;
-    }
-}
-
-TEST(SleepLock, IsTheKernelsWakeLock)
-{
-    virtual_terminal board;
-    for (const int lock : {1, -1, 0}) {
-        board.forget();
-        int result = -1;
-        EXPECT_EQ(printed([&] { result = kt_sleep_lock(lock); }), "");
-        EXPECT_EQ(result, 0);
-        const std::string file = lock != 0 ? "/sys/power/wake_lock" : "/sys/power/wake_unlock";
-        EXPECT_EQ(told(board, {"shell", "write"}), (lines{"shell echo drv > " + file, "write " + file + " drv\n"}));
-    }
-}
-
-TEST(SleepLock, GivesTheShellsStatus)
-{
-    virtual_terminal board;
-    board.fail("/sys/power/wake_lock", {.on = "write", .error = EIO});
-    int result = 0;
-    printed([&] { result = kt_sleep_lock(1); });
-    EXPECT_TRUE(WIFEXITED(result));
-    EXPECT_EQ(WEXITSTATUS(result), 1);
-}
-
-TEST(BoardsWord, OnBootTimeAndWakeUpIsAnAttribute)
-{
-    virtual_terminal board;
-    const struct {
-        const char* attribute;
-        int (*get)();
-    } rows[] = {{KT_IOCTL_DIR "kt_boottime", kt_get_boottime}, {KT_IOCTL_DIR "kt_pm_event", kt_pm_wakeup_event}};
-    for (const auto& row : rows) {
-        board.attribute(row.attribute, {.text = "37\n", .mode = 0444});
-        EXPECT_EQ(printed([&] { EXPECT_EQ(row.get(), 37); }), "");
-        board.remove(row.attribute);
-        board.forget();
-        EXPECT_EQ(row.get(), -1);
-        EXPECT_EQ(errno, ENOENT);
-        EXPECT_EQ(board.syslog(),
-                  std::string("kt_sys_attr_get_int stat ") + row.attribute + " No such file or directory\n");
     }
 }

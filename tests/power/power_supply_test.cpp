@@ -1,18 +1,9 @@
-/** A power supply's properties, by the class itself: which attribute, word or number, and what each failure leaves. */
-#include "power/power_supply.h"
+/** A power supply by its class: where it looks, when it is found, and what each failure leaves. */
+#include "tests/power/supply_class.h"
+#include "tests/power/supply_words.h"
+#include "tests/support/short_of_memory.h"
 
-#include "own_supply.h"
-#include "tests/base/short_of_memory.h"
-#include "tests/support/captured_stdout.h"
-#include "tests/support/descriptors.h"
-#include "tests/support/journal_lines.h"
-
-#include <cctype>
-#include <cerrno>
 #include <climits>
-#include <gtest/gtest.h>
-#include <iterator>
-#include <map>
 #include <thread>
 
 using namespace kt::tests;
@@ -20,135 +11,8 @@ using namespace std::string_literals;
 using kt::kt_power_supply;
 using kt::power_supply_property;
 using kt::power_supply_propval;
-using kt::terminal::virtual_terminal;
-
-using lines = std::vector<std::string>;
 
 static_assert(sizeof(power_supply_propval) == 4 && std::is_same_v<decltype(power_supply_propval::value), int32_t>);
-
-namespace {
-
-constexpr std::int32_t untouched = 0x5a5a5a5a;
-
-enum kind { word, number };
-
-struct property {
-    power_supply_property name;
-    int value;
-    const char* attribute;
-    kind how;
-};
-const property properties[] = {
-    {kt::property_status, 0, "status", word},
-    {kt::property_charge_type, 1, "charge_type", word},
-    {kt::property_health, 2, "health", word},
-    {kt::property_present, 3, "present", number},
-    {kt::property_online, 4, "online", number},
-    {kt::property_technology, 5, "technology", word},
-    {kt::property_cycle_count, 6, "cycle_count", number},
-    {kt::property_voltage_max, 7, "voltage_max", number},
-    {kt::property_voltage_min, 8, "voltage_min", number},
-    {kt::property_voltage_max_design, 9, "voltage_max_design", number},
-    {kt::property_voltage_min_design, 10, "voltage_min_design", number},
-    {kt::property_voltage_now, 11, "voltage_now", number},
-    {kt::property_voltage_avg, 12, "voltage_avg", number},
-    {kt::property_current_now, 13, "current_now", number},
-    {kt::property_current_avg, 14, "current_avg", number},
-    {kt::property_power_now, 15, "power_now", number},
-    {kt::property_power_avg, 16, "power_avg", number},
-    {kt::property_charge_full_design, 17, "charge_full_design", number},
-    {kt::property_charge_empty_design, 18, "charge_empty_design", number},
-    {kt::property_charge_full, 19, "charge_full", number},
-    {kt::property_charge_empty, 20, "charge_empty", number},
-    {kt::property_charge_now, 21, "charge_now", number},
-    {kt::property_charge_avg, 22, "charge_avg", number},
-    {kt::property_charge_counter, 23, "charge_counter", number},
-    {kt::property_energy_full_design, 24, "energy_full_design", number},
-    {kt::property_energy_empty_design, 25, "energy_empty_design", number},
-    {kt::property_energy_full, 26, "energy_full", number},
-    {kt::property_energy_empty, 27, "energy_empty", number},
-    {kt::property_energy_now, 28, "energy_now", number},
-    {kt::property_energy_avg, 29, "energy_avg", number},
-    {kt::property_capacity, 30, "capacity", number},
-    {kt::property_capacity_level, 31, "capacity_level", word},
-    {kt::property_temp, 32, "temp", number},
-    {kt::property_temp_ambient, 33, "temp_ambient", number},
-    {kt::property_time_to_empty_now, 34, "time_to_empty_now", number},
-    {kt::property_time_to_empty_avg, 35, "time_to_empty_avg", number},
-    {kt::property_time_to_full_now, 36, "time_to_full_now", number},
-    {kt::property_time_to_full_avg, 37, "time_to_full_avg", number},
-    {kt::property_type, 38, "type", word},
-    {kt::property_model_name, 39, "model_name", word},
-    {kt::property_manufacturer, 40, "manufacturer", number},
-    {kt::property_serial_number, 41, "serial_number", number},
-};
-static_assert(std::size(properties) == 42);
-
-using word_table = std::map<std::string, int>;
-
-/** The tables by property; the model's name has none. */
-const std::map<int, word_table> tables = {
-    {38, {{"Battery", 0}, {"UPS", 1}, {"Mains", 2}, {"USB", 3}}},
-    {0, {{"Unknown", 0}, {"Charging", 1}, {"Discharging", 2}, {"Not charging", 3}, {"Full", 4}}},
-    {1, {{"Unknown", 0}, {"N/A", 1}, {"Trickle", 2}, {"Fast", 3}}},
-    {2,
-     {{"Unknown", 0},
-      {"Good", 1},
-      {"Overheat", 2},
-      {"Dead", 3},
-      {"Over voltage", 4},
-      {"Unspecified failure", 5},
-      {"Cold", 6}}},
-    {5, {{"Unknown", 0}, {"NiMH", 1}, {"Li-ion", 2}, {"Li-poly", 3}, {"LiFe", 4}, {"NiCd", 5}, {"LiMn", 6}}},
-    {31, {{"Unknown", 0}, {"Critical", 1}, {"Low", 2}, {"Normal", 3}, {"High", 4}, {"Full", 5}}},
-    {39, {}},
-};
-
-int number_of(const word_table& table, const std::string& text)
-{
-    const auto found = table.find(text);
-    return found == table.end() ? 0 : found->second;
-}
-
-/** A supply that was found. */
-struct found_supply : kt_power_supply {
-    found_supply() : kt_power_supply("kt_bat") { EXPECT_EQ(active(), 0); }
-};
-
-/** What a property yields. */
-int value_of(const kt_power_supply& supply, int prop)
-{
-    power_supply_propval cell = {untouched};
-    EXPECT_EQ(supply.get_property(static_cast<power_supply_property>(prop), &cell), 0) << prop;
-    return cell.value;
-}
-
-/** Expects that a property is refused with @p cause, and that this is all. */
-void expect_failure(virtual_terminal& board, const kt_power_supply& supply, int prop, int cause)
-{
-    board.forget();
-    const std::set<int> before = open_descriptors();
-    power_supply_propval cell = {untouched};
-    int result = 0;
-    errno = 0;
-    const std::string text =
-        printed([&] { result = supply.get_property(static_cast<power_supply_property>(prop), &cell); });
-    EXPECT_EQ(errno, cause) << prop;
-    EXPECT_EQ(result, -1) << prop;
-    EXPECT_EQ(cell.value, untouched) << prop;
-    EXPECT_EQ(text, "") << prop;
-    EXPECT_EQ(told(board, {"syslog", "write"}), lines{}) << prop;
-    EXPECT_EQ(open_descriptors(), before) << prop;
-}
-
-std::string with_case(std::string text, int (*changed)(int))
-{
-    for (char& each : text)
-        each = static_cast<char>(changed(each));
-    return text;
-}
-
-} // namespace
 
 TEST(PowerSupply, EachPropertyIsReadFromItsOwnAttributeInOneAccess)
 {
@@ -179,149 +43,6 @@ TEST(PowerSupply, AnAttributeIsOpenedByItsOwnersBits)
     EXPECT_EQ(value_of(supply, 30), 4);
     EXPECT_EQ(value_of(supply, 38), 3);
     EXPECT_EQ(doings(board), (lines{"open O_RDWR " KT_SUPPLY_DIR "capacity", "open O_RDWR " KT_SUPPLY_DIR "type"}));
-}
-
-TEST(PowerSupply, EachWordIsTheNumberOfItsTableAndOfNoOther)
-{
-    virtual_terminal board;
-    take_supply(board);
-    supply_says(board, "status", "");
-    const found_supply supply;
-    for (const auto& [prop, table] : tables) {
-        for (const auto& [unused, any] : tables) {
-            for (const auto& [text, value] : any) {
-                supply_says(board, properties[prop].attribute, text + "\n");
-                EXPECT_EQ(value_of(supply, prop), number_of(table, text)) << properties[prop].attribute << ' ' << text;
-            }
-        }
-    }
-}
-
-TEST(PowerSupply, AWordIsComparedWhole)
-{
-    virtual_terminal board;
-    take_supply(board);
-    supply_says(board, "status", "");
-    const found_supply supply;
-    for (const auto& [prop, table] : tables) {
-        for (const auto& [text, value] : table) {
-            const auto yields = [&, prop = prop](const std::string& given) {
-                supply_says(board, properties[prop].attribute, given);
-                return value_of(supply, prop);
-            };
-            EXPECT_EQ(yields(text), value) << "without a line feed: " << text;
-            EXPECT_EQ(yields(text + "\nand more"), value) << text;
-            EXPECT_EQ(yields(text + "\n\0Full\n"s), value) << text; // the text ends at its first NUL
-            for (const std::string& other :
-                 {with_case(text, std::tolower), with_case(text, std::toupper), text + " ", " " + text, text + "\r",
-                  text + "x", text.substr(0, text.size() - 1), text.substr(1), text + "\n" + text})
-                EXPECT_EQ(yields(other + "\n"), number_of(table, other)) << other;
-            EXPECT_EQ(yields(text + "\n\n"), 0) << text; // cut at the last line feed: the first belongs to the word
-            EXPECT_EQ(yields("\n" + text + "\n"), 0) << text;
-        }
-    }
-}
-
-TEST(PowerSupply, UnknownWordsAndEmptyTextsAreZero)
-{
-    virtual_terminal board;
-    take_supply(board);
-    supply_says(board, "status", "");
-    const found_supply supply;
-    for (const auto& [prop, table] : tables) {
-        for (const std::string& text :
-             {""s, "\n"s, "\n\n"s, " \n"s, "4\n"s, "4"s, "-1\n"s, "Melting\n"s, "charging\n"s,
-              "Full\nCharging\nFull\n"s, "\0Full\n"s, std::string(4096, 'x'), std::string(4096, '\n')}) {
-            supply_says(board, properties[prop].attribute, text);
-            EXPECT_EQ(value_of(supply, prop), 0) << properties[prop].attribute << ' ' << text;
-        }
-    }
-    EXPECT_EQ(board.syslog(), "");
-}
-
-TEST(PowerSupply, TheModelsNameIsAlwaysZero)
-{
-    virtual_terminal board;
-    take_supply(board);
-    for (const char* text : {"KT-B2600\n", "Full\n", "USB\n", "12\n", ""}) {
-        supply_says(board, "model_name", text);
-        EXPECT_EQ(value_of(found_supply(), 39), 0) << text;
-    }
-}
-
-TEST(PowerSupply, NumbersAreReadAsAStreamReadsThem)
-{
-    const struct {
-        std::string text;
-        std::int32_t value;
-    } rows[] = {
-        {"3950000\n", 3950000},
-        {"-120", -120},
-        {"-120\n", -120},
-        {"+7\n", 7},
-        {"0\n", 0},
-        {"-0\n", 0},
-        {"0013\n", 13},
-        {"-0013\n", -13},
-        {"0x1f\n", 0},
-        {"", 0},
-        {"\n", 0},
-        {" \t\v\f\r\n", 0},
-        {"  \t\n 42 43\n", 42},
-        {"\t\v\f\r -44\n", -44},
-        {"none\n", 0},
-        {"Full\n", 0},
-        {"-\n", 0},
-        {"+\n", 0},
-        {"- 5\n", 0},
-        {"+-5\n", 0},
-        {"-+5\n", 0},
-        {"--5\n", 0},
-        {"12abc\n", 12},
-        {"3.9\n", 3},
-        {"1e3\n", 1},
-        {"1,000\n", 1},
-        {"7\n8\n", 7},
-        {"2147483647\n", 2147483647},
-        {"2147483648\n", 2147483647},
-        {"4294967295\n", 2147483647},
-        {"4294967297\n", 2147483647},
-        {"99999999999999999999999\n", 2147483647},
-        {"-2147483647\n", -2147483647},
-        {"-2147483648\n", -2147483647 - 1},
-        {"-2147483649\n", -2147483647 - 1},
-        {"-4294967295\n", -2147483647 - 1},
-        {"-4294967297\n", -2147483647 - 1},
-        {"-99999999999999999999999\n", -2147483647 - 1},
-        {"00000000000000000000000000000000000000012\n", 12},
-        {"1\0002\n"s, 1},
-        {std::string(4094, ' ') + "12", 12},
-    };
-    virtual_terminal board;
-    take_supply(board);
-    supply_says(board, "current_now", "");
-    const found_supply supply;
-    for (const auto& row : rows) {
-        supply_says(board, "current_now", row.text);
-        EXPECT_EQ(value_of(supply, 13), row.value) << row.text;
-    }
-    EXPECT_EQ(board.syslog(), ""); // none of these is a failure
-}
-
-TEST(PowerSupply, NamesOfMakerAndSerialNumberAreReadAsNumbers)
-{
-    const struct {
-        const char* text;
-        int value;
-    } rows[] = {{"20240612\n", 20240612}, {"Kestrel\n", 0}, {"3M\n", 3}, {"  0815-A\n", 815}, {"Full\n", 0}};
-    virtual_terminal board;
-    take_supply(board);
-    for (const int prop : {40, 41}) {
-        for (const auto& row : rows) {
-            supply_says(board, properties[prop].attribute, row.text);
-            EXPECT_EQ(value_of(found_supply(), prop), row.value) << row.text;
-        }
-    }
 }
 
 TEST(PowerSupply, IsMadeWithoutALookAtTheBoard)
@@ -385,11 +106,11 @@ TEST(PowerSupply, KnowsNoWordBeforeItWasFound)
     for (const property& each : properties) {
         if (each.how == word)
             supply_says(board, each.attribute,
-                        tables.at(each.value).empty() ? "x" : tables.at(each.value).rbegin()->first);
+                        supply_words.at(each.value).empty() ? "x" : supply_words.at(each.value).rbegin()->first);
     }
     supply_says(board, "status", "Full\n");
     supply_says(board, "type", "USB\n");
-    for (const auto& [prop, unused] : tables)
+    for (const auto& [prop, unused] : supply_words)
         EXPECT_EQ(value_of(supply, prop), 0) << prop;
     EXPECT_EQ(value_of(supply, 30), 57); // numbers need no table
 

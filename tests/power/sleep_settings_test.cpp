@@ -1,30 +1,28 @@
-/** The sleep's time-out as it is kept: in which file, beside what, and which texts it is read from. */
-#include <kt_driver/config.h>
-#include <kt_driver/power.h>
+/** The settings around the sleep: its time-out in a file, the wake lock, the board's word on boot and wake-up. */
+#include <kt_driver/kt_driver.h>
 
 #include "tests/support/captured_stdout.h"
+#include "tests/support/files.h"
 #include "tests/support/journal_lines.h"
+#include "tests/support/paths.h"
 
 #include <cerrno>
 #include <climits>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
 using namespace kt::tests;
 using kt::terminal::virtual_terminal;
 
+using lines = std::vector<std::string>;
+
 namespace {
 
 constexpr char file[] = "/mnt/data/autosuspend.ini";
-
-void put(const std::string& text)
-{
-    std::ofstream(file, std::ios::trunc) << text;
-}
 
 std::string held_text(const char* key)
 {
@@ -41,7 +39,7 @@ TEST(SleepTimeout, IsKeptAsDecimalText)
         int value;
         const char* text;
     } rows[] = {{60, "60"}, {0, "0"}, {-5, "-5"}, {INT_MAX, "2147483647"}, {INT_MIN, "-2147483648"}};
-    put("[Property]\n");
+    put(file, "[Property]\n");
     for (const auto& row : rows) {
         int result = -2;
         int read = -2;
@@ -59,7 +57,7 @@ TEST(SleepTimeout, IsKeptAsDecimalText)
 
 TEST(SleepTimeout, LeavesTheBacklightsTimeoutAlone)
 {
-    put("[Property]\nautorest_timeout=45\ntimeout=1\n[Other]\ntimeout=9\n");
+    put(file, "[Property]\nautorest_timeout=45\ntimeout=1\n[Other]\ntimeout=9\n");
     EXPECT_EQ(kt_sleep_timeout(60), 0);
     EXPECT_EQ(held_text("autorest_timeout"), "45");
     EXPECT_EQ(kt_get_sleep_timeout(), 60);
@@ -79,7 +77,7 @@ TEST(SleepTimeout, IsReadAsTheNumberItsTextBeginsWith)
         {"TimeOut=8", 8},      {"timeout=10 ; ten", 10}, {"timeout=007", 7},
     };
     for (const auto& row : rows) {
-        put("[Property]\n" + std::string(row.line) + "\n");
+        put(file, "[Property]\n" + std::string(row.line) + "\n");
         int read = -2;
         EXPECT_EQ(printed([&] { read = kt_get_sleep_timeout(); }), "") << row.line;
         EXPECT_EQ(read, row.value) << row.line;
@@ -88,11 +86,11 @@ TEST(SleepTimeout, IsReadAsTheNumberItsTextBeginsWith)
 
 TEST(SleepTimeout, ALongTextIsReadUpTo127Characters)
 {
-    put("[Property]\ntimeout=" + std::string(120, '0') + "1234567\n"); // fits
+    put(file, "[Property]\ntimeout=" + std::string(120, '0') + "1234567\n"); // fits
     EXPECT_EQ(kt_get_sleep_timeout(), 1234567);
-    put("[Property]\ntimeout=" + std::string(120, '0') + "12345678\n");
+    put(file, "[Property]\ntimeout=" + std::string(120, '0') + "12345678\n");
     EXPECT_EQ(kt_get_sleep_timeout(), 1234567);
-    put("[Property]\ntimeout=5" + std::string(900, 'x') + "\n");
+    put(file, "[Property]\ntimeout=5" + std::string(900, 'x') + "\n");
     EXPECT_EQ(kt_get_sleep_timeout(), 5);
 }
 
@@ -108,12 +106,12 @@ TEST(SleepTimeout, IsOnlyKeptInAFileThatIsThere)
     EXPECT_EQ(result, 0);
     EXPECT_EQ(read, 0);
     EXPECT_FALSE(std::filesystem::exists(file));
-    EXPECT_EQ(told(board, {"open", "create", "write"}), std::vector<std::string>{});
+    EXPECT_EQ(told(board, {"open", "create", "write"}), lines{});
 }
 
 TEST(SleepTimeout, AFileThatCannotBeWrittenStaysAsItIs)
 {
-    put("[Property]\ntimeout=60\n");
+    put(file, "[Property]\ntimeout=60\n");
     virtual_terminal board;
     const int rule = board.fail(file, {.on = "open", .error = EROFS, .skip = 1}); // it is read before
     int result = -2;
@@ -121,4 +119,46 @@ TEST(SleepTimeout, AFileThatCannotBeWrittenStaysAsItIs)
     board.mend(rule);
     EXPECT_EQ(result, 0);
     EXPECT_EQ(kt_get_sleep_timeout(), 60);
+}
+
+TEST(SleepLock, IsTheKernelsWakeLock)
+{
+    virtual_terminal board;
+    for (const int lock : {1, -1, 0}) {
+        board.forget();
+        int result = -1;
+        EXPECT_EQ(printed([&] { result = kt_sleep_lock(lock); }), "");
+        EXPECT_EQ(result, 0);
+        const std::string file = lock != 0 ? "/sys/power/wake_lock" : "/sys/power/wake_unlock";
+        EXPECT_EQ(told(board, {"shell", "write"}), (lines{"shell echo drv > " + file, "write " + file + " drv\n"}));
+    }
+}
+
+TEST(SleepLock, GivesTheShellsStatus)
+{
+    virtual_terminal board;
+    board.fail("/sys/power/wake_lock", {.on = "write", .error = EIO});
+    int result = 0;
+    printed([&] { result = kt_sleep_lock(1); });
+    EXPECT_TRUE(WIFEXITED(result));
+    EXPECT_EQ(WEXITSTATUS(result), 1);
+}
+
+TEST(BoardsWord, OnBootTimeAndWakeUpIsAnAttribute)
+{
+    virtual_terminal board;
+    const struct {
+        const char* attribute;
+        int (*get)();
+    } rows[] = {{KT_IOCTL_DIR "kt_boottime", kt_get_boottime}, {KT_IOCTL_DIR "kt_pm_event", kt_pm_wakeup_event}};
+    for (const auto& row : rows) {
+        board.attribute(row.attribute, {.text = "37\n", .mode = 0444});
+        EXPECT_EQ(printed([&] { EXPECT_EQ(row.get(), 37); }), "");
+        board.remove(row.attribute);
+        board.forget();
+        EXPECT_EQ(row.get(), -1);
+        EXPECT_EQ(errno, ENOENT);
+        EXPECT_EQ(board.syslog(),
+                  std::string("kt_sys_attr_get_int stat ") + row.attribute + " No such file or directory\n");
+    }
 }

@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <gtest/gtest.h>
-#include <initializer_list>
 #include <kt_driver/kt_driver.h>
 #include <string>
 #include <thread>
@@ -78,14 +77,6 @@ protected:
 
     terminal::virtual_terminal board;
 };
-
-inline lines joined(std::initializer_list<lines> parts)
-{
-    lines all;
-    for (const lines& part : parts)
-        all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
 
 inline int times_in(const std::string& text, const std::string& what)
 {

@@ -1,6 +1,6 @@
 /** The causes of failures, where what is printed about them cannot be printed. */
-#include "tests/serial/failing_stdout.h"
 #include "tests/serial/ports.h"
+#include "tests/support/failing_stdout.h"
 
 #include "terminal/client/virtual_terminal.h"
 

@@ -3,7 +3,7 @@
 
 #include <kt_driver/serial.h>
 
-#include "tests/serial/outcome.h"
+#include "tests/support/outcome.h"
 #include "tests/support/paths.h"
 
 #include <string>

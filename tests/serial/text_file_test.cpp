@@ -1,9 +1,9 @@
 /** sys_read and sys_write: one access to a small file, and what is printed when it fails. */
 #include <kt_driver/tty.h>
 
-#include "tests/serial/outcome.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/journal_lines.h"
+#include "tests/support/outcome.h"
 #include "tests/support/paths.h"
 
 #include <cerrno>

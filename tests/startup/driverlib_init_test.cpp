@@ -1,10 +1,11 @@
 /** Start-up: its steps, their order, and that nothing stops it. */
 #include <kt_driver/kt_driver.h>
 
-#include "tests/power/own_supply.h"
 #include "tests/support/captured_stdout.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/journal_lines.h"
+#include "tests/support/own_standard_input.h"
+#include "tests/support/own_supply.h"
 #include "tests/support/paths.h"
 
 #include <cerrno>
@@ -95,14 +96,6 @@ const lines seed_steps = {
     "open O_RDONLY " KT_SUPPLY_DIR "status",
 };
 
-lines joined(std::initializer_list<lines> parts)
-{
-    lines all;
-    for (const lines& part : parts)
-        all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
-
 const lines steps_without_input = joined({first_steps, seed_steps});
 
 /** The steps that the board saw; what a shell opens for its redirects is left out. */
@@ -122,9 +115,14 @@ void (*handler_of(int number))(int)
     return action.sa_handler;
 }
 
+/** The first opening of the keys makes descriptor 0 non-blocking. */
+class DriverlibInit : public testing::Test {
+    own_standard_input input_;
+};
+
 } // namespace
 
-TEST(DriverlibInit, RunsItsStepsInOrder)
+TEST_F(DriverlibInit, RunsItsStepsInOrder)
 {
     virtual_terminal board;
     prepare(board);
@@ -143,7 +141,7 @@ TEST(DriverlibInit, RunsItsStepsInOrder)
     EXPECT_EQ(steps_seen(board), joined({first_steps, panel_steps, key_steps, seed_steps}));
 }
 
-TEST(DriverlibInit, ABoardWithoutPanelAndKeysStartsAllTheSame)
+TEST_F(DriverlibInit, ABoardWithoutPanelAndKeysStartsAllTheSame)
 {
     virtual_terminal board;
     prepare_without_input(board);
@@ -153,7 +151,7 @@ TEST(DriverlibInit, ABoardWithoutPanelAndKeysStartsAllTheSame)
     EXPECT_EQ(steps_seen(board), steps_without_input);
 }
 
-TEST(DriverlibInit, TheBoardIsKnownAfterwards)
+TEST_F(DriverlibInit, TheBoardIsKnownAfterwards)
 {
     virtual_terminal board;
     prepare(board);
@@ -170,7 +168,7 @@ TEST(DriverlibInit, TheBoardIsKnownAfterwards)
     EXPECT_EQ(battery.capacity, 57);
 }
 
-TEST(DriverlibInit, ASecondCallRepeatsEveryStep)
+TEST_F(DriverlibInit, ASecondCallRepeatsEveryStep)
 {
     virtual_terminal board;
     prepare(board);
@@ -192,7 +190,7 @@ TEST(DriverlibInit, ASecondCallRepeatsEveryStep)
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST(DriverlibInit, AClosedPipeIsAnErrorAndNoEnd)
+TEST_F(DriverlibInit, AClosedPipeIsAnErrorAndNoEnd)
 {
     signal(SIGPIPE, SIG_DFL);
     printed([] { kt_driverlib_init(); });
@@ -206,7 +204,7 @@ TEST(DriverlibInit, AClosedPipeIsAnErrorAndNoEnd)
     close(ends[1]);
 }
 
-TEST(DriverlibInit, ThePartsOfStartUpLeaveTheSignalAlone)
+TEST_F(DriverlibInit, ThePartsOfStartUpLeaveTheSignalAlone)
 {
     signal(SIGPIPE, SIG_DFL);
     printed([] {
@@ -217,7 +215,7 @@ TEST(DriverlibInit, ThePartsOfStartUpLeaveTheSignalAlone)
     EXPECT_EQ(handler_of(SIGPIPE), SIG_DFL);
 }
 
-TEST(DriverlibInit, ABareBoardStartsAllTheSame)
+TEST_F(DriverlibInit, ABareBoardStartsAllTheSame)
 {
     virtual_terminal board;
     for (const char* folder : {"/sys/class/kt_misc", "/sys/class/input", "/sys/class/power_supply"})
@@ -245,7 +243,7 @@ TEST(DriverlibInit, ABareBoardStartsAllTheSame)
     EXPECT_EQ(handler_of(SIGPIPE), SIG_IGN);
 }
 
-TEST(DriverlibInit, ItsLinesComeOutBetweenWhatTheCallerPrints)
+TEST_F(DriverlibInit, ItsLinesComeOutBetweenWhatTheCallerPrints)
 {
     virtual_terminal board;
     prepare_without_input(board);

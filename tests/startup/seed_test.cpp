@@ -2,8 +2,9 @@
 #include <kt_driver/base.h>
 #include <kt_driver/power.h>
 
-#include "tests/power/own_supply.h"
 #include "tests/support/captured_stdout.h"
+#include "tests/support/own_standard_input.h"
+#include "tests/support/own_supply.h"
 
 #include <array>
 #include <cerrno>
@@ -46,9 +47,14 @@ void has_voltage(virtual_terminal& board, const std::string& voltage)
     supply_says(board, "voltage_now", voltage);
 }
 
+/** The first opening of the keys makes descriptor 0 non-blocking. */
+class Seed : public testing::Test {
+    own_standard_input input_;
+};
+
 } // namespace
 
-TEST(Seed, IsTheCurrentSecondWhileTheBatteryIsNotKnown)
+TEST_F(Seed, IsTheCurrentSecondWhileTheBatteryIsNotKnown)
 {
     virtual_terminal board;
     has_voltage(board, "7421\n");
@@ -58,7 +64,7 @@ TEST(Seed, IsTheCurrentSecondWhileTheBatteryIsNotKnown)
     EXPECT_TRUE(seeded_since(before, 0));
 }
 
-TEST(Seed, TakesTheBatterysVoltage)
+TEST_F(Seed, TakesTheBatterysVoltage)
 {
     const struct {
         const char* text;
@@ -76,7 +82,7 @@ TEST(Seed, TakesTheBatterysVoltage)
     }
 }
 
-TEST(Seed, TakesNoVoltageFromAQueryThatFailed)
+TEST_F(Seed, TakesNoVoltageFromAQueryThatFailed)
 {
     const struct {
         const char* unreadable;
@@ -100,7 +106,7 @@ TEST(Seed, TakesNoVoltageFromAQueryThatFailed)
     }
 }
 
-TEST(Seed, IsSetByStartUpWithTheVoltage)
+TEST_F(Seed, IsSetByStartUpWithTheVoltage)
 {
     virtual_terminal board;
     has_voltage(board, "7421\n");

@@ -59,6 +59,14 @@ std::vector<std::string> doings(virtual_terminal& board)
     return told(board, {"open", "write", "shell", "program", "syslog", "create", "remove"});
 }
 
+std::vector<std::string> joined(std::initializer_list<std::vector<std::string>> parts)
+{
+    std::vector<std::string> all;
+    for (const std::vector<std::string>& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
 int opens_of(virtual_terminal& board, std::string_view path)
 {
     int count = 0;

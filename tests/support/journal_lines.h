@@ -23,6 +23,9 @@ std::vector<std::string> told(terminal::virtual_terminal& board, std::initialize
 /** All that a call can do to the board: opens, writes, shell commands, programs, syslog lines. */
 std::vector<std::string> doings(terminal::virtual_terminal& board);
 
+/** Several such lists, one behind the other. */
+std::vector<std::string> joined(std::initializer_list<std::vector<std::string>> parts);
+
 /** How often a path was opened. */
 int opens_of(terminal::virtual_terminal& board, std::string_view path);
 

@@ -34,7 +34,10 @@ struct sleeper_run {
     int status = 0;                   /**< Wait status of the sleeper. */
 };
 
-/** Runs the sleeper: @p delay is "mdelay", "udelay" or another function that waits, @p amount its argument. */
+/**
+ * Runs the sleeper: @p delay is "mdelay", "udelay" or another function that waits, @p amount its argument; of
+ * "kt_ap_tamper_read", which has none, the result without which the status is not 0.
+ */
 sleeper_run trace_sleeper(const std::string& delay, unsigned int amount, const disturbance& meanwhile = {});
 
 } // namespace kt::tests

@@ -1,5 +1,5 @@
 /** The program's operator new, which the library's calls reach too. */
-#include "tests/base/short_of_memory.h"
+#include "tests/support/short_of_memory.h"
 
 #include <cstdlib>
 #include <new>
