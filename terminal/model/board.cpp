@@ -271,7 +271,7 @@ bool board::make_device(const std::string& kind, const std::string& path, const 
 
 bool board::remove(std::string_view path)
 {
-    std::function<void()> tell;
+    std::function<void()> announce;
     std::vector<std::shared_ptr<node>> all_gone;
     {
         const std::lock_guard lock(tree_mutex_);
@@ -286,10 +286,10 @@ bool board::remove(std::string_view path)
         else if (auto* kept = dynamic_cast<stored*>(&above))
             kept->remove_all(name);
         if (gone->is_folder() && vanished_)
-            tell = [vanished = vanished_, ino = above.ino(), name] { vanished(ino, name); };
+            announce = [vanished = vanished_, ino = above.ino(), name] { vanished(ino, name); };
     }
-    if (tell) // the kernel may just be asking for a name of that folder, and waits for the lock
-        tell();
+    if (announce) // the kernel may just be asking for a name of that folder, and waits for the lock
+        announce();
     for (const auto& each : all_gone)
         each->unplugged();
     tell_followers(path);
