@@ -1,5 +1,5 @@
-/* What sleep_cycle counts the system calls of, between two getppid(2): one sleep cycle that the board's timer ends, or with
-   an argument only a shell command as the cycle runs it. */
+/* What sleep_cycle counts the system calls of, between two getppid(2): one sleep cycle that the board's timer ends, or
+   with an argument only a shell command as the cycle runs it. */
 #include <kt_driver/input.h>
 #include <kt_driver/power.h>
 #include <stdio.h>

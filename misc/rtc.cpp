@@ -1,7 +1,7 @@
 // Calendar time: the system's clock, the hardware clock behind it, and the conversion to seconds.
-#include "kt_driver/clock.h"
 #include "base/failure.h"
 #include "base/shell.h"
+#include "kt_driver/clock.h"
 
 #include <ctime>
 

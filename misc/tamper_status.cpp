@@ -1,9 +1,9 @@
 // Tamper state, which the secure processor keeps and this side only asks for.
-#include "kt_driver/tamper.h"
 #include "base/board_directories.h"
 #include "base/failure.h"
 #include "base/shell.h"
 #include "kt_driver/base.h"
+#include "kt_driver/tamper.h"
 
 #include <cstdio>
 #include <cstring>
