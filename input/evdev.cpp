@@ -43,7 +43,8 @@ int kt_evdev_probe(const char* needle)
             return -1;
         }
         char name[256] = {};
-        (void)!read(file.get(), name, sizeof name - 1); // a name that cannot be read contains nothing
+        if (read(file.get(), name, sizeof name - 1) < 0)
+            name[0] = '\0'; // a name that cannot be read contains nothing
         if (std::strstr(name, needle) != nullptr) {
             (void)std::printf("find %s, dev %s\n", path, needle);
             (void)std::printf("%s dev_index=%d ret=%d\n", __func__, index, index);

@@ -98,16 +98,22 @@ bool next_key(int fd, trace traced, kt::input_event& event, Wanted wanted)
     return false;
 }
 
-int get_key(int keypad_fd, int buttons_fd, trace traced, kt_key_event* out)
+/** The descriptors of one reader. */
+struct key_reader {
+    int keypad;
+    int buttons;
+};
+
+int get_key(const key_reader& from, trace traced, kt_key_event* out)
 {
     if (out == nullptr) {
         errno = EINVAL;
         return 0;
     }
     kt::input_event event;
-    if (next_key(keypad_fd, traced, event, [](std::uint16_t) { return true; }))
+    if (next_key(from.keypad, traced, event, [](std::uint16_t) { return true; }))
         out->key = event.code < sizeof sp_keycode ? sp_keycode[event.code] : 0;
-    else if (next_key(buttons_fd, traced, event, [](std::uint16_t code) { return code == power_key; }))
+    else if (next_key(from.buttons, traced, event, [](std::uint16_t code) { return code == power_key; }))
         out->key = power_key;
     else
         return 0;
@@ -115,9 +121,9 @@ int get_key(int keypad_fd, int buttons_fd, trace traced, kt_key_event* out)
     return static_cast<int>(sizeof *out);
 }
 
-int flush_keys(int buttons_fd, int keypad_fd)
+int flush_keys(const key_reader& from)
 {
-    for (const int fd : {buttons_fd, keypad_fd})
+    for (const int fd : {from.buttons, from.keypad})
         if (fd > 0)
             kt::flush_events(fd);
     return 0;
@@ -134,20 +140,20 @@ int kt_key_init(void)
 
 int kt_get_key(kt_key_event* out)
 {
-    return get_key(sp_key_fd, key_fd, trace::off, out);
+    return get_key({sp_key_fd, key_fd}, trace::off, out);
 }
 
 int kt_pm_get_key(kt_key_event* out)
 {
-    return get_key(sp_pm_key_fd, key_pm_fd, trace::on, out);
+    return get_key({sp_pm_key_fd, key_pm_fd}, trace::on, out);
 }
 
 int kt_key_flush(void)
 {
-    return flush_keys(key_fd, sp_key_fd);
+    return flush_keys({sp_key_fd, key_fd});
 }
 
 int kt_pm_key_flush(void)
 {
-    return flush_keys(key_pm_fd, sp_pm_key_fd);
+    return flush_keys({sp_pm_key_fd, key_pm_fd});
 }

@@ -39,7 +39,7 @@ std::string text_in(const json& value, const std::string& name, const supply_pro
     }
     if (form.text == supply_text::name && value.is_number_integer())
         return value.dump(); // a serial number, as a person writes it
-    const std::string text = value.is_string() ? value.get<std::string>() : "";
+    std::string text = value.is_string() ? value.get<std::string>() : "";
     if (form.text == supply_text::name) {
         if (!value.is_string() || text.size() > 100 || text.find('\n') != std::string::npos)
             refuse(name, "must be a text of one line and at most 100 bytes");

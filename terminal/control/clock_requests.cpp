@@ -25,7 +25,8 @@ nlohmann::ordered_json clocks_of(board& shown)
     const timespec now = shown.clock().now();
     const auto hardware = real_time_clock_at(shown);
     const auto offset = std::chrono::round<std::chrono::milliseconds>(shown.clock().offset());
-    return {{"time", static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec / 1000) / 1e6},
+    const auto microseconds = now.tv_nsec / 1000;
+    return {{"time", static_cast<double>(now.tv_sec) + static_cast<double>(microseconds) / 1e6},
             {"offset_ms", offset.count()},
             {"rtc", hardware != nullptr ? json(hardware->time().count()) : json(nullptr)}};
 }

@@ -31,7 +31,7 @@ json seconds_of(const std::string& text)
             return (sys_days(date).time_since_epoch() + hours(parts[3]) + minutes(parts[4]) + seconds(parts[5]))
                 .count();
     }
-    const json number = parsed_json(text, nullptr, false);
+    json number = parsed_json(text, nullptr, false);
     if (!number.is_number())
         throw usage_error("a time is a number of seconds or \"YYYY-MM-DD HH:MM:SS\", not \"" + text + "\"");
     return number;

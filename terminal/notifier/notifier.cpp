@@ -196,7 +196,7 @@ void notifier::parts::take_setting(const waiting_call& call)
 {
     clock_wish wish = clock_calls::wish_of(call);
     rule_on(call, shown.failures().next(clock_place, access::write),
-            [this, call, wish = std::move(wish)](int error) { finish_setting(call, wish, error); });
+            [this, call, wish](int error) { finish_setting(call, wish, error); });
 }
 
 /** As long as the board has no time of its own, the kernel tells the desk's. */

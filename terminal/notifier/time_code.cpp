@@ -104,7 +104,7 @@ std::optional<symbol> find(std::string_view image, std::string_view name)
         const auto names = section_at(table->sh_link);
         if (!names || names->sh_offset > image.size() || table->sh_offset > image.size())
             return std::nullopt;
-        const std::size_t size = static_cast<std::size_t>(std::min<std::uint64_t>(table->sh_size, image.size()));
+        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(table->sh_size, image.size()));
         for (std::size_t at = 0; at + sizeof(entry) <= size; at += sizeof(entry)) {
             const auto each = record_at<entry>(image, static_cast<std::size_t>(table->sh_offset) + at);
             if (!each)
