@@ -175,8 +175,8 @@ private:
     std::string call_code(const time_function& function, const std::string& pushes, std::size_t at) const
     {
         std::string code;
-        for (auto pushed = pushes.rbegin(); pushed != pushes.rend(); ++pushed)
-            code += static_cast<char>(*pushed + 8); // the pop of that register
+        for (const char pushed : pushes)
+            code.insert(code.begin(), static_cast<char>(pushed + 8)); // the pop of that register, last pushed first
         if (is_64_)
             return code + '\xb8' + bytes_of(function.call_64) + "\x0f\x05\xc3"; // syscall
         // Two arguments from the stack, past the register that is kept; where there is a faster way than int 0x80,
