@@ -34,7 +34,7 @@ void secure_processor::found_status()
             take_over_locked(state->text);
     }
     attribute_guard before;
-    before.read = [weak = weak_from_this()](request_ptr asked, attribute_guard::go_on show) {
+    before.read = [weak = weak_from_this()](request_ptr asked, const attribute_guard::go_on& show) {
         if (const auto alive = std::static_pointer_cast<secure_processor>(weak.lock()))
             alive->answer_read(std::move(asked), show);
         else

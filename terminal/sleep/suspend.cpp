@@ -103,7 +103,7 @@ void suspend::stop()
 
 std::shared_ptr<suspend> know_suspend(board& known)
 {
-    const auto made = std::make_shared<suspend>(known);
+    auto made = std::make_shared<suspend>(known);
     (void)known.put_device(place, std::make_shared<suspend_node>(made));
     return made;
 }

@@ -144,7 +144,7 @@ void suspend::parts::show_all()
 }
 
 /** The text alone: what the other side does to the attribute meanwhile stays, its removal too. */
-void suspend::parts::show(const char* path, const std::string& text)
+void suspend::parts::show(const char* path, const std::string& text) const
 {
     if (const auto stands = shown.attribute(path); stands && stands->text != text)
         (void)shown.put_text(path, text);
