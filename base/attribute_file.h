@@ -16,18 +16,18 @@ namespace kt {
 
 /** Room for bytes: on the stack for what is usual, on the heap for more. */
 template <std::size_t Usual>
-class room {
+class usually_on_stack {
 public:
     // cppcheck-suppress uninitMemberVar ; not cleared: only what was written is ever looked at
-    explicit room(std::size_t size)
+    explicit usually_on_stack(std::size_t size)
     {
         if (size > Usual) {
             heap_.reset(new char[size]);
             bytes_ = heap_.get();
         }
     }
-    room(const room&) = delete;
-    room& operator=(const room&) = delete;
+    usually_on_stack(const usually_on_stack&) = delete;
+    usually_on_stack& operator=(const usually_on_stack&) = delete;
 
     char* get() { return bytes_; }
 
@@ -40,7 +40,7 @@ private:
 /** One memory page, the most that one read of an attribute gives, and a byte for the NUL behind it. */
 struct text_page {
     const std::size_t size = static_cast<std::size_t>(getpagesize());
-    room<4096 + 1> text{size + 1}; // MIPS kernels may have larger pages
+    usually_on_stack<4096 + 1> text{size + 1}; // MIPS kernels may have larger pages
 };
 
 /** The path of an attribute: directory and name, nothing between. */
@@ -60,7 +60,7 @@ private:
         std::memcpy(path_.get() + dir_length, name, name_length + 1);
     }
 
-    room<256> path_;
+    usually_on_stack<256> path_;
 };
 
 /** An attribute, open as long as the object lives. */

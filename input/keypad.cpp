@@ -3,7 +3,6 @@
 #include "base/failure.h"
 #include "input/evdev.h"
 #include "kt_driver/input.h"
-#include "kt_driver/tty.h"
 
 #include <cstdio>
 #include <initializer_list>

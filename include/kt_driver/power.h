@@ -139,7 +139,7 @@ KT_API int kt_sleep_timeout(int timeout);
 
 /**
  * @brief Read what kt_sleep_timeout() kept.
- * @return The number; 0 when there is none. Prints what kt_ini_read() prints.
+ * @return The number, or the nearest that fits in an int; 0 when there is none. Prints what kt_ini_read() prints.
  */
 KT_API int kt_get_sleep_timeout(void);
 

@@ -173,7 +173,7 @@ std::string attribute_file::text() const
 
 int attribute_file::store(std::string_view written)
 {
-    std::function<void(const std::string&)> tell;
+    std::function<void(const std::string&)> listener;
     std::string text;
     {
         const std::lock_guard lock(mutex_);
@@ -185,11 +185,11 @@ int attribute_file::store(std::string_view written)
         } else {
             state_.text = std::string(written);
         }
-        tell = written_;
+        listener = written_;
         text = state_.text;
     }
-    if (tell)
-        tell(text);
+    if (listener)
+        listener(text);
     return 0;
 }
 

@@ -195,13 +195,13 @@ bool board::guard_attribute(std::string_view path, attribute_guard guard) const
 
 void board::wake(int source) const
 {
-    std::function<void(int)> tell;
+    std::function<void(int)> listener;
     {
         const std::lock_guard lock(wake_mutex_);
-        tell = wake_listener_;
+        listener = wake_listener_;
     }
-    if (tell)
-        tell(source);
+    if (listener)
+        listener(source);
 }
 
 void board::set_wake_listener(std::function<void(int source)> listener)

@@ -80,15 +80,15 @@ bool board_clock::reaches(const clock_change& wanted) const
 
 void board_clock::change(const clock_change& wanted, std::function<void()> followed)
 {
-    listener tell;
+    listener told;
     {
         const std::lock_guard lock(mutex_);
         bool reached = true;
         state_ = changed_by(state_, wanted, reached);
-        tell = changed_;
+        told = changed_;
     }
-    if (tell)
-        tell(std::move(followed));
+    if (told)
+        told(std::move(followed));
     else
         followed();
 }

@@ -72,9 +72,19 @@ TEST(SleepTimeout, IsReadAsTheNumberItsTextBeginsWith)
         const char* line;
         int value;
     } rows[] = {
-        {"timeout=12abc", 12}, {"timeout = -7", -7},     {"timeout=abc", 0}, {"timeout=", 0},
-        {"timeout=0x10", 0},   {"timeout=\" +9\"", 9},   {"timeout=3.9", 3}, {"other=5", 0},
-        {"TimeOut=8", 8},      {"timeout=10 ; ten", 10}, {"timeout=007", 7},
+        {"timeout=12abc", 12},
+        {"timeout = -7", -7},
+        {"timeout=abc", 0},
+        {"timeout=", 0},
+        {"timeout=0x10", 0},
+        {"timeout=\" +9\"", 9},
+        {"timeout=3.9", 3},
+        {"other=5", 0},
+        {"TimeOut=8", 8},
+        {"timeout=10 ; ten", 10},
+        {"timeout=007", 7},
+        {"timeout=2147483648", INT_MAX},
+        {"timeout=-99999999999", INT_MIN},
     };
     for (const auto& row : rows) {
         put(file, "[Property]\n" + std::string(row.line) + "\n");

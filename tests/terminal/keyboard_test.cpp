@@ -223,7 +223,7 @@ TEST(Keyboard, SuspendingStopsTheWholeTerminal)
     person.types(suspend);
     ASSERT_TRUE(person.sees("Stopped"));
     person.types("fg; echo status=$?\n");
-    EXPECT_TRUE(person.sees("status=8"));
+    EXPECT_TRUE(person.sees("status=8")) << person.screen();
     person.types("exit\n");
     EXPECT_EQ(person.status(), 0);
 }
