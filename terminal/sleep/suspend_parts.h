@@ -78,7 +78,7 @@ struct suspend::parts : std::enable_shared_from_this<suspend::parts> {
 
     // What the attributes show:
     void take_over_count();
-    void show_all();
+    void show_all() const;
     void show(const char* path, const std::string& text) const;
     std::chrono::milliseconds time_asleep() const
     {

@@ -134,7 +134,7 @@ void suspend::parts::take_over_count()
             sources.set_count(*count);
 }
 
-void suspend::parts::show_all()
+void suspend::parts::show_all() const
 {
     // A text of the other side's that is no number stays as it is.
     if (const auto stands = shown.attribute(count_path); stands && leading_count(stands->text))
