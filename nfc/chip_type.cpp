@@ -1,10 +1,11 @@
-// Which contactless chip the board carries.
+// Which contactless chip the board carries, and how that one emulates cards.
 #include "base/attributes.h"
 #include "base/board_directories.h"
 #include "base/failure.h"
 #include "kt_driver/base.h"
 #include "kt_driver/nfc.h"
 
+#include <cstdint>
 #include <cstdio>
 
 namespace {
@@ -16,6 +17,15 @@ struct board_row {
 
 constexpr board_row boards[] = {
     {50, 4}, {80, 3}, {90, 6}, {100, 4}, {200, 2}, {300, 3}, {500, 1}, {501, 3},
+};
+
+struct chip_row {
+    std::uint16_t chip;
+    std::uint16_t emulation;
+};
+
+constexpr chip_row rfid_chip_type[] = {
+    {0, 0}, {1, 2}, {2, 1}, {3, 0}, {4, 0}, {5, 1}, {6, 2},
 };
 
 } // namespace
@@ -33,4 +43,14 @@ int kt_get_rfid_chip(void)
         if (board.hardware_version == version)
             return board.chip;
     return -1;
+}
+
+int kt_get_rfid_emulate_type(void)
+{
+    const int chip = kt_get_rfid_chip();
+    for (const chip_row& row : rfid_chip_type)
+        if (row.chip == chip)
+            return row.emulation;
+    std::printf("%s rfid_chip =%d  rfid_chip_type not exist\r\n", __func__, chip);
+    return 0;
 }

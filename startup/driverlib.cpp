@@ -3,6 +3,7 @@
 #include "kt_driver/clock.h"
 #include "kt_driver/input.h"
 #include "kt_driver/misc.h"
+#include "kt_driver/nfc.h"
 #include "kt_driver/power.h"
 
 #include <csignal>
@@ -17,7 +18,8 @@ int kt_driverlib_init(void)
     // Here come main display and secondary display.
     (void)kt_supplypower_init();
     (void)kt_rtc_init();
-    // Here come encrypted flash file and contactless reader.
+    // Here comes encrypted flash file.
+    (void)kt_rfid_init();
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)kt_key_init();
     kt_srand_init(); // last: the seed takes the battery's voltage, which needs the power supply

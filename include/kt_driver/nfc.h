@@ -1,15 +1,168 @@
 /**
  * @file
- * @brief The contactless card reader.
+ * @brief The contactless card reader: its session, finding a card, what the card says of itself, ISO 14443-4 exchange.
+ *
+ * What belongs to one family of cards stands in nfc_cards.h, the reader as a card in nfc_emulation.h; both are included
+ * here.
  */
 #ifndef KT_DRIVER_NFC_H
 #define KT_DRIVER_NFC_H
 
 #include <kt_driver/api.h>
+#include <kt_driver/nfc_cards.h>
+#include <kt_driver/nfc_emulation.h>
+#include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/**
+ * @defgroup reader Contactless reader
+ *
+ * "/dev/kt_nfc" is the reader's driver. It does anti-collision, protocols and the framing of card commands; each
+ * function here (of nfc_cards.h and nfc_emulation.h too) is one ioctl(2) on it. Its argument is a record of 1164 bytes
+ * that carries operands to the driver and answers back:
+ *
+ * | offset | size | field |
+ * |---|---|---|
+ * | 0 | 512 | transmit data |
+ * | 512 | 4 | transmit length |
+ * | 516 | 512 | receive data |
+ * | 1028 | 4 | receive length |
+ * | 1032 | 4 | parameter |
+ * | 1036 | 128 | not used |
+ *
+ * Request numbers are 0xC0044D00 plus the number that each description gives as "Request". There is one record in the
+ * process, all zero at first, and a request sends it as it stands: a field that a function does not set has the value
+ * that the previous request left.
+ *
+ * For all of them:
+ * - A request that fails returns the driver's negative result, -1, with the driver's @c errno, and no output is
+ *   touched; before kt_rfid_init() and after kt_rfid_fini() that is EBADF. Functions that ignore the result say so.
+ * - EINVAL, with neither the record nor an output touched: more than 512 bytes to transmit (of two pieces together),
+ *   null data with a length, a null output. Only a length output may be null, and only where that is said.
+ * - EINVAL after the request, outputs untouched: the driver reports more received bytes than its record holds, 512.
+ *   Up to these the caller must have room, whatever card is expected.
+ * - Threads: one at a time uses the reader, since all share the record.
+ * @{
+ */
+
+/**
+ * @brief Open the reader.
+ *
+ * A reader that is open (descriptor above 0) is closed first. Prints "nfc dev open error" when it cannot be opened;
+ * every request fails then. kt_driverlib_init() calls it.
+ *
+ * Kernel: open(2), O_RDWR with O_CLOEXEC, on "/dev/kt_nfc".
+ *
+ * @return 0, also when it failed; @c errno says why.
+ */
+KT_API int kt_rfid_init(void);
+
+/**
+ * @brief Close the reader. Twice is harmless; a descriptor 0 is left open.
+ * @return 0
+ */
+KT_API int kt_rfid_fini(void);
+
+/**
+ * @brief Look for a card in the field. Request 0x33.
+ * @return The card type that was found, as the driver numbers them (1 to 255); 0: none, or the request failed.
+ */
+KT_API int kt_rfid_probe(void);
+
+/**
+ * @brief The SAK of the type A card that was found. Request 0x34.
+ * @return 0 to 255, or the negative result
+ */
+KT_API int kt_rfid_get_sak(void);
+
+/**
+ * @brief The card's UID. Request 0x35.
+ * @param[out] uid  Room for 16 bytes; more are never copied. UIDs have 4, 7 or 10.
+ * @return How many bytes were copied, or the negative result.
+ */
+KT_API int kt_rfid_getuid(uint8_t *uid);
+
+/** @brief The ATQA of a type A card. Request 0x36.
+ * @param[out] out  Room for 512 bytes. @return How many were copied, or the negative result. */
+KT_API int kt_rfid_get_atqa(uint8_t *out);
+/** @brief The ATQB of a type B card. Request 0x37.
+ * @param[out] out  Room for 512 bytes. @return How many were copied, or the negative result. */
+KT_API int kt_rfid_get_atqb(uint8_t *out);
+/** @brief A type A card's answer to RATS. Request 0x38.
+ * @param[out] out  Room for 512 bytes. @return How many were copied, or the negative result. */
+KT_API int kt_rfid_get_rats(uint8_t *out);
+/** @brief A type B card's answer to ATTRIB. Request 0x39.
+ * @param[out] out  Room for 512 bytes. @return How many were copied, or the negative result. */
+KT_API int kt_rfid_get_attrib(uint8_t *out);
+
+/**
+ * @brief Configure the field for type A. Request 0x3D.
+ *
+ * What the words mean is the driver's; they are placed in the record as they are.
+ *
+ * @param a  Goes to the receive length.
+ * @param b  Goes to the transmit length.
+ * @return The request's result.
+ */
+KT_API int kt_rfid_typeA_config(uint32_t a, uint32_t b);
+
+/**
+ * @brief Configure the field for type B. Request 0x3E.
+ * @param a  Goes to the receive length.
+ * @param b  Goes to the transmit length.
+ * @param c  Goes to the parameter.
+ * @return The request's result.
+ */
+KT_API int kt_rfid_typeB_config(uint32_t a, uint32_t b, uint32_t c);
+
+/**
+ * @brief Set the field's power. Request 0x3C.
+ * @param level  Goes to the parameter; its meaning is the driver's.
+ * @return The request's result.
+ */
+KT_API int kt_rfid_setpower(uint32_t level);
+
+/**
+ * @brief Activate an ISO 14443-4 (T=CL) card. Request 0x01.
+ *
+ * Prints "kt_rfid_tcl_open nfc fd error" and makes no request when the reader is not open.
+ *
+ * @return The request's result; -30: the driver failed with EROFS; -1: another failure.
+ * @errno EBADF  the reader is not open
+ */
+KT_API int kt_rfid_tcl_open(void);
+
+/** @brief Release the card. Request 0x02. @return 0, whatever the driver says */
+KT_API int kt_rfid_tcl_close(void);
+
+/**
+ * @brief Send an APDU to the activated card, and get its answer. Request 0x03.
+ *
+ * @param      apdu      The command.
+ * @param      len       Its length, 0 to 512.
+ * @param[out] resp      Where the answer stands: in the library's record, until the next request of any function.
+ * @param[out] resp_len  Its length, status word included; may not be null.
+ * @return The request's result; what is negative leaves both outputs untouched.
+ */
+KT_API int kt_rfid_tcl_exchange(const uint8_t *apdu, uint32_t len, uint8_t **resp, uint16_t *resp_len);
+
+/** @brief As kt_rfid_tcl_open(), by a request of its own and without the check and the -30. Request 0x15.
+ * @return The request's result. */
+KT_API int kt_rfid_rid_open(void);
+/** @brief Release the card. Request 0x16. @return The request's result. */
+KT_API int kt_rfid_rid_close(void);
+/** @brief As kt_rfid_tcl_exchange(), after kt_rfid_rid_open(). Request 0x17. */
+KT_API int kt_rfid_rid_exchange(const uint8_t *apdu, uint32_t len, uint8_t **resp, uint16_t *resp_len);
+
+/** @brief No effect. @return 0 */
+KT_API int kt_rfid_getatr(void);
+/** @brief No effect. @return 0 */
+KT_API int kt_rfid_gettype(void);
+/** @brief No effect. @return 0 */
+KT_API int kt_rfid_hal_config(void);
 
 /**
  * @brief Which contactless chip the board carries.
@@ -27,6 +180,19 @@ extern "C" {
  * @note Threads: any.
  */
 KT_API int kt_get_rfid_chip(void);
+
+/**
+ * @brief How the board's chip emulates cards.
+ *
+ * Calls kt_get_rfid_chip(), with its line. Chips 0, 3 and 4: 0; 2 and 5: 1; 1 and 6: 2. For any other it prints
+ * "kt_get_rfid_emulate_type rfid_chip =<chip>  rfid_chip_type not exist" with CR LF.
+ *
+ * @return The emulation type; 0 also for a chip that is not known.
+ * @note Threads: any.
+ */
+KT_API int kt_get_rfid_emulate_type(void);
+
+/** @} */
 
 #ifdef __cplusplus
 }

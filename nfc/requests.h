@@ -1,0 +1,82 @@
+// The requests of the reader's driver, by their numbers there.
+#pragma once
+
+#include <cstdint>
+
+namespace kt::nfc {
+
+/**
+ * The driver encodes each as _IOWR('M', number, int): its size field says 4, although the whole record goes both ways.
+ * The values are typed out, for every build the same, so that they can be held against the driver's own list.
+ */
+enum class request : std::uint32_t {
+    tcl_open = 0xC0044D01,
+    tcl_close = 0xC0044D02,
+    tcl_exchange = 0xC0044D03,
+    mfcl_open = 0xC0044D0A,
+    mfcl_close = 0xC0044D0B,
+    mfcl_atqa = 0xC0044D0C,
+    mfcl_setkey = 0xC0044D0D,
+    mfcl_auth = 0xC0044D0E,
+    mfcl_read = 0xC0044D0F,
+    mfcl_write = 0xC0044D10,
+    mfcl_increment = 0xC0044D11,
+    mfcl_decrement = 0xC0044D12,
+    mfcl_transfer = 0xC0044D13,
+    mfcl_restore = 0xC0044D14,
+    rid_open = 0xC0044D15,
+    rid_close = 0xC0044D16,
+    rid_exchange = 0xC0044D17,
+    felica_open = 0xC0044D1E,
+    felica_close = 0xC0044D1F,
+    felica_exchange = 0xC0044D20,
+    mful_c_open = 0xC0044D21,
+    mful_c_close = 0xC0044D22,
+    mful_c_read = 0xC0044D23,
+    mful_c_write = 0xC0044D24,
+    mful_c_compat_write = 0xC0044D25,
+    mful_c_auth1 = 0xC0044D26,
+    mful_c_auth2 = 0xC0044D27,
+    ntag21x_open = 0xC0044D28,
+    ntag21x_close = 0xC0044D29,
+    ntag21x_read = 0xC0044D2A,
+    ntag21x_fast_read = 0xC0044D2B,
+    ntag21x_write = 0xC0044D2C,
+    ntag21x_compat_write = 0xC0044D2D,
+    ntag21x_read_cnt = 0xC0044D2E,
+    ntag21x_pwd_auth = 0xC0044D2F,
+    ntag21x_read_sig = 0xC0044D30,
+    ntag21x_getversion = 0xC0044D31,
+    probe = 0xC0044D33,
+    get_sak = 0xC0044D34,
+    getuid = 0xC0044D35,
+    get_atqa = 0xC0044D36,
+    get_atqb = 0xC0044D37,
+    get_rats = 0xC0044D38,
+    get_attrib = 0xC0044D39,
+    setpower = 0xC0044D3C,
+    type_a_config = 0xC0044D3D,
+    type_b_config = 0xC0044D3E,
+    mful_ev1_open = 0xC0044D3F,
+    mful_ev1_close = 0xC0044D40,
+    mful_ev1_getversion = 0xC0044D41,
+    mful_ev1_read = 0xC0044D42,
+    mful_ev1_fast_read = 0xC0044D43,
+    mful_ev1_write = 0xC0044D44,
+    mful_ev1_compat_write = 0xC0044D45,
+    mful_ev1_read_cnt = 0xC0044D46,
+    mful_ev1_incr_cnt = 0xC0044D47,
+    mful_ev1_pwd_auth = 0xC0044D48,
+    mful_ev1_read_sig = 0xC0044D49,
+    mful_ev1_check_tearing_event = 0xC0044D4A,
+    mful_ev1_vcsl = 0xC0044D4B,
+    emulate_init = 0xC0044D4C,
+    emulate_config = 0xC0044D4D,
+    emulate_process = 0xC0044D4E,
+    emulate_deinit = 0xC0044D4F,
+    hce_set_ndef = 0xC0044D56,
+    hce_open = 0xC0044D57,
+    hce_close = 0xC0044D58,
+};
+
+} // namespace kt::nfc
