@@ -34,7 +34,7 @@ int kt_get_rfid_chip(void)
 {
     const int chip = kt::attribute_int(kt::nfc_directory, "nfc_rfid_chip");
     const kt::errno_keeper keeper; // the cause, should the board be unknown too
-    std::printf("%s ret=%d\r\n", __func__, chip);
+    (void)std::printf("%s ret=%d\r\n", __func__, chip);
     if (chip != -1)
         return chip;
 
@@ -51,6 +51,6 @@ int kt_get_rfid_emulate_type(void)
     for (const chip_row& row : rfid_chip_type)
         if (row.chip == chip)
             return row.emulation;
-    std::printf("%s rfid_chip =%d  rfid_chip_type not exist\r\n", __func__, chip);
+    (void)std::printf("%s rfid_chip =%d  rfid_chip_type not exist\r\n", __func__, chip);
     return 0;
 }

@@ -9,8 +9,7 @@ namespace {
 /** A change of a value block's number. */
 int change_value(request what, std::uint32_t block, std::uint32_t value)
 {
-    put(&value, sizeof value);
-    record.transmit_length = sizeof value;
+    transmit(&value, sizeof value);
     return issue_with(what, block);
 }
 
@@ -37,16 +36,14 @@ int kt_rfid_mfcl_setkey(const uint8_t* key)
     constexpr std::uint32_t key_size = 6;
     if (key == nullptr)
         return kt::refuse(EINVAL);
-    put(key, key_size);
-    record.transmit_length = key_size;
+    transmit(key, key_size);
     return issue_ignored(request::mfcl_setkey);
 }
 
 int kt_rfid_mfcl_auth(uint32_t key_type, uint32_t block)
 {
-    put(&key_type, sizeof key_type);
-    put(&block, sizeof block, sizeof key_type);
-    record.transmit_length = sizeof key_type + sizeof block;
+    const std::uint32_t operands[] = {key_type, block};
+    transmit(operands, sizeof operands);
     return issue(request::mfcl_auth);
 }
 
@@ -58,7 +55,7 @@ int kt_rfid_mfcl_read(uint32_t block, uint8_t* data, uint32_t* len)
     const int result = issue_with(request::mfcl_read, block);
     if (result < 0)
         return result;
-    std::memcpy(data, record.receive, block_size);
+    std::memmove(data, record.receive, block_size);
     if (len != nullptr)
         *len = block_size;
     return result;

@@ -47,7 +47,7 @@ int kt_rfid_hce_set_ndef(const uint8_t* ndef, uint32_t len)
 {
     if (!fits(ndef, len))
         return kt::refuse(EINVAL);
-    put(ndef, len);
+    place(ndef, len);
     return issue_with(request::hce_set_ndef, len);
 }
 

@@ -18,11 +18,10 @@ int kt_rfid_felica_exchange(const uint8_t* cmd, uint32_t len, uint8_t* resp, uin
 {
     if (!fits(cmd, len) || resp == nullptr || resp_len == nullptr)
         return kt::refuse(EINVAL);
-    record.transmit_length = len;
+    transmit(cmd, len);
     record.parameter = param;
-    put(cmd, len);
     std::uint32_t length = 0;
-    const int result = read(request::felica_exchange, resp, &length);
+    const int result = read_into(request::felica_exchange, resp, &length);
     if (result >= 0)
         *resp_len = static_cast<std::uint16_t>(length);
     return result;

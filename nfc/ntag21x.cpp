@@ -16,7 +16,7 @@ int kt_rfid_ntag21x_close(void)
 
 int kt_rfid_ntag21x_getversion(uint8_t* out, uint32_t* len)
 {
-    return read(request::ntag21x_getversion, out, len);
+    return read_into(request::ntag21x_getversion, out, len);
 }
 
 int kt_rfid_ntag21x_read(uint32_t page, uint8_t* out, uint32_t* len)
@@ -51,7 +51,7 @@ int kt_rfid_ntag21x_pwd_auth(const uint8_t* pwd, uint32_t len, uint8_t* pack, ui
 
 int kt_rfid_ntag21x_read_sig(uint8_t* out, uint32_t* len)
 {
-    return read(request::ntag21x_read_sig, out, len);
+    return read_into(request::ntag21x_read_sig, out, len);
 }
 
 int kt_rfid_ntag21x_exchange(KT_ANY_ARGUMENTS)

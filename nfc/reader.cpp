@@ -6,35 +6,51 @@ namespace kt::nfc {
 int device = -1;
 request_record record;
 
-int read(request what, std::uint8_t* out, std::uint32_t* length)
+bool received_fits()
+{
+    if (record.receive_length <= request_record::capacity)
+        return true;
+    errno = EINVAL;
+    return false;
+}
+
+int read_into(request what, std::uint8_t* out, std::uint32_t* length)
 {
     if (out == nullptr)
         return refuse(EINVAL);
-    return hand_out(issue(what), out, length);
+    const int result = issue(what);
+    if (result < 0)
+        return result;
+    if (!received_fits())
+        return -1;
+    const std::uint32_t received = record.receive_length;
+    std::memmove(out, record.receive, received); // an application may hand in what an exchange gave it
+    if (length != nullptr)
+        *length = received;
+    return result;
 }
 
 int read_at(request what, std::uint32_t parameter, std::uint8_t* out, std::uint32_t* length)
 {
     if (out == nullptr)
         return refuse(EINVAL);
-    return hand_out(issue_with(what, parameter), out, length);
+    record.parameter = parameter;
+    return read_into(what, out, length);
 }
 
 int transceive(request what, const std::uint8_t* data, std::uint32_t size, std::uint8_t* out, std::uint32_t* length)
 {
     if (!fits(data, size) || out == nullptr)
         return refuse(EINVAL);
-    put(data, size);
-    record.transmit_length = size;
-    return hand_out(issue(what), out, length);
+    transmit(data, size);
+    return read_into(what, out, length);
 }
 
 int write_at(request what, std::uint32_t parameter, const std::uint8_t* data, std::uint32_t size)
 {
     if (!fits(data, size))
         return refuse(EINVAL);
-    put(data, size);
-    record.transmit_length = size;
+    transmit(data, size);
     return issue_with(what, parameter);
 }
 

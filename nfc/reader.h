@@ -20,53 +20,38 @@ inline int issue(request what)
     return ioctl(device, static_cast<std::uint32_t>(what), &record);
 }
 
-/** True: @p size bytes at @p data can be transmitted. */
-inline bool fits(const void* data, std::uint64_t size)
+/** A request with one operand, the parameter. */
+inline int issue_with(request what, std::uint32_t parameter)
 {
-    return size <= request_record::most && (data != nullptr || size == 0);
+    record.parameter = parameter;
+    return issue(what);
 }
 
-/** Bytes to transmit that fit(); the transmit length is a thing of its own. */
-inline void put(const void* data, std::size_t size, std::size_t offset = 0)
-{
-    if (size != 0) // null then, perhaps
-        std::memcpy(record.transmit + offset, data, size);
-}
-
-/** Refuses a receive length beyond the record, which only a faulty driver gives. */
-inline bool received()
-{
-    if (record.receive_length <= request_record::most)
-        return true;
-    errno = EINVAL;
-    return false;
-}
-
-/** The receive data for a caller who has room for all that the driver may give; @p length may be null. */
-inline int hand_out(int result, std::uint8_t* out, std::uint32_t* length)
-{
-    if (result < 0)
-        return result;
-    if (!received())
-        return -1;
-    std::memcpy(out, record.receive, record.receive_length);
-    if (length != nullptr)
-        *length = record.receive_length;
-    return result;
-}
-
-/** The functions without operands whose result says nothing. */
+/** Whatever the driver answers. */
 inline int issue_ignored(request what)
 {
     (void)issue(what);
     return 0;
 }
 
-/** A request with one operand, the parameter. */
-inline int issue_with(request what, std::uint32_t parameter)
+/** True: @p size bytes at @p data can be transmitted. */
+inline bool fits(const void* data, std::uint64_t size)
 {
-    record.parameter = parameter;
-    return issue(what);
+    return size <= request_record::capacity && (data != nullptr || size == 0);
+}
+
+/** Places bytes that fit() behind @p offset others. */
+inline void place(const void* data, std::size_t size, std::size_t offset = 0)
+{
+    if (size != 0) // null then, perhaps
+        std::memcpy(record.transmit + offset, data, size);
+}
+
+/** Bytes that fit(), and how many they are. */
+inline void transmit(const void* data, std::uint32_t size)
+{
+    record.transmit_length = size;
+    place(data, size);
 }
 
 /** FAST_READ and VCSL carry a sum in the parameter's upper half, where the driver looks for it. */
@@ -75,11 +60,12 @@ inline std::uint32_t upper_half(std::uint32_t sum)
     return sum << 16;
 }
 
-/** The read shape without operands, and with one. */
-int read(request what, std::uint8_t* out, std::uint32_t* length);
-int read_at(request what, std::uint32_t parameter, std::uint8_t* out, std::uint32_t* length);
+/** False, with EINVAL: more was received than the record holds, which only a faulty driver says. */
+bool received_fits();
 
-/** The read shape after bytes were transmitted. */
+/** The read shape: without operands, with the parameter, and after bytes to transmit. */
+int read_into(request what, std::uint8_t* out, std::uint32_t* length);
+int read_at(request what, std::uint32_t parameter, std::uint8_t* out, std::uint32_t* length);
 int transceive(request what, const std::uint8_t* data, std::uint32_t size, std::uint8_t* out, std::uint32_t* length);
 
 /** The write shape. */

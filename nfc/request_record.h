@@ -8,11 +8,11 @@
 namespace kt::nfc {
 
 struct request_record {
-    static constexpr std::size_t most = 512;
+    static constexpr std::size_t capacity = 512;
 
-    std::uint8_t transmit[most];
+    std::uint8_t transmit[capacity];
     std::uint32_t transmit_length; // some requests reuse it as a parameter
-    std::uint8_t receive[most];
+    std::uint8_t receive[capacity];
     std::uint32_t receive_length; // likewise
     std::uint32_t parameter;
     std::uint8_t unused[128];

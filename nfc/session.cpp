@@ -1,4 +1,4 @@
-// The reader's session, and what concerns cards of every family.
+// Opening the reader, finding a card, what it says of itself, and the field.
 #include "kt_driver/nfc.h"
 #include "nfc/reader.h"
 
@@ -21,24 +21,8 @@ std::uint8_t number_found()
 int identification(request what, std::uint8_t* out)
 {
     std::uint32_t length = 0;
-    const int result = read(what, out, &length);
+    const int result = read_into(what, out, &length);
     return result < 0 ? result : static_cast<int>(length);
-}
-
-int exchange(request what, const std::uint8_t* apdu, std::uint32_t len, std::uint8_t** resp, std::uint16_t* resp_len)
-{
-    if (!fits(apdu, len) || resp == nullptr || resp_len == nullptr)
-        return kt::refuse(EINVAL);
-    put(apdu, len);
-    record.transmit_length = len;
-    const int result = issue(what);
-    if (result < 0)
-        return result;
-    if (!received())
-        return -1;
-    *resp = record.receive;
-    *resp_len = static_cast<std::uint16_t>(record.receive_length);
-    return result;
 }
 
 } // namespace
@@ -82,7 +66,7 @@ int kt_rfid_getuid(uint8_t* uid)
     if (result < 0)
         return result;
     const std::uint32_t length = std::min(record.receive_length, most);
-    std::memcpy(uid, record.receive, length);
+    std::memmove(uid, record.receive, length);
     return static_cast<int>(length);
 }
 
@@ -123,42 +107,6 @@ int kt_rfid_typeB_config(uint32_t a, uint32_t b, uint32_t c)
 int kt_rfid_setpower(uint32_t level)
 {
     return issue_with(request::setpower, level);
-}
-
-int kt_rfid_tcl_open(void)
-{
-    if (device < 0) {
-        (void)std::printf("%s nfc fd error\n", __func__);
-        return kt::refuse(EBADF);
-    }
-    constexpr int read_only = -30; // its own number, also where EROFS has another
-    const int result = issue(request::tcl_open);
-    return result < 0 && errno == EROFS ? read_only : result;
-}
-
-int kt_rfid_tcl_close(void)
-{
-    return issue_ignored(request::tcl_close);
-}
-
-int kt_rfid_tcl_exchange(const uint8_t* apdu, uint32_t len, uint8_t** resp, uint16_t* resp_len)
-{
-    return exchange(request::tcl_exchange, apdu, len, resp, resp_len);
-}
-
-int kt_rfid_rid_open(void)
-{
-    return issue(request::rid_open);
-}
-
-int kt_rfid_rid_close(void)
-{
-    return issue(request::rid_close);
-}
-
-int kt_rfid_rid_exchange(const uint8_t* apdu, uint32_t len, uint8_t** resp, uint16_t* resp_len)
-{
-    return exchange(request::rid_exchange, apdu, len, resp, resp_len);
 }
 
 int kt_rfid_getatr(void)

@@ -31,7 +31,7 @@ int kt_rfid_mful_c_compat_write(uint32_t page, const uint8_t* data, uint32_t len
 
 int kt_rfid_mful_c_auth1(uint8_t* out, uint32_t* len)
 {
-    return read(request::mful_c_auth1, out, len);
+    return read_into(request::mful_c_auth1, out, len);
 }
 
 int kt_rfid_mful_c_auth2(const uint8_t* in, uint32_t len, uint8_t* out, uint32_t* out_len)

@@ -16,7 +16,7 @@ int kt_rfid_mful_ev1_close(void)
 
 int kt_rfid_mful_ev1_getversion(uint8_t* out, uint32_t* len)
 {
-    return read(request::mful_ev1_getversion, out, len);
+    return read_into(request::mful_ev1_getversion, out, len);
 }
 
 int kt_rfid_mful_ev1_read(uint32_t page, uint8_t* out, uint32_t* len)
@@ -51,7 +51,7 @@ int kt_rfid_mful_ev1_pwd_auth(const uint8_t* pwd, uint32_t len, uint8_t* pack, u
 
 int kt_rfid_mful_ev1_read_sig(uint8_t* out, uint32_t* len)
 {
-    return read(request::mful_ev1_read_sig, out, len);
+    return read_into(request::mful_ev1_read_sig, out, len);
 }
 
 int kt_rfid_mful_ev1_incr_cnt(uint32_t counter, const uint8_t* data, uint32_t len)
@@ -68,9 +68,9 @@ int kt_rfid_mful_ev1_vcsl(const uint8_t* a, uint32_t a_len, const uint8_t* b, ui
                           uint32_t* len)
 {
     const std::uint64_t both = std::uint64_t{a_len} + b_len;
-    if (!fits(a, a_len) || !fits(b, b_len) || both > request_record::most || out == nullptr)
+    if (!fits(a, a_len) || !fits(b, b_len) || both > request_record::capacity || out == nullptr)
         return kt::refuse(EINVAL);
-    put(a, a_len);
-    put(b, b_len, a_len);
-    return read_at(request::mful_ev1_vcsl, upper_half(a_len + b_len), out, len);
+    place(a, a_len);
+    place(b, b_len, a_len);
+    return read_at(request::mful_ev1_vcsl, upper_half(static_cast<std::uint32_t>(both)), out, len);
 }

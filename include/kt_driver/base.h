@@ -21,9 +21,9 @@ extern "C" {
  * @brief Bring the library up.
  *
  * Runs in this order, whatever each step results in: kt_base_init(), kt_misc_init(), kt_ts_init(),
- * kt_supplypower_init(), kt_rtc_init(), ignore SIGPIPE for the whole process (writing to a closed pipe or socket then
- * fails with EPIPE instead of ending the process), kt_key_init() (whose first call makes standard input non-blocking),
- * kt_srand_init(). A failing step reports itself by its own line. A second call repeats every step.
+ * kt_supplypower_init(), kt_rtc_init(), kt_rfid_init(), ignore SIGPIPE for the whole process (writing to a closed pipe
+ * or socket then fails with EPIPE instead of ending the process), kt_key_init() (whose first call makes standard input
+ * non-blocking), kt_srand_init(). A failing step reports itself by its own line. A second call repeats every step.
  *
  * @return 0 always.
  * @note Threads: the application's main thread, before any other call of the library.

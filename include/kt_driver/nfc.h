@@ -20,9 +20,10 @@ extern "C" {
 /**
  * @defgroup reader Contactless reader
  *
- * "/dev/kt_nfc" is the reader's driver. It does anti-collision, protocols and the framing of card commands; each
- * function here (of nfc_cards.h and nfc_emulation.h too) is one ioctl(2) on it. Its argument is a record of 1164 bytes
- * that carries operands to the driver and answers back:
+ * "/dev/kt_nfc" is the reader's driver. It does anti-collision, protocols and the framing of card commands. A function
+ * whose description names a "Request" is one ioctl(2) on it, numbered 0xC0044D00 plus that number, here and in
+ * nfc_cards.h and nfc_emulation.h. Its argument is a record of 1164 bytes that goes both ways as a whole, though the
+ * size field of the number says 4; numbers in it are unsigned, 32 bits, little-endian:
  *
  * | offset | size | field |
  * |---|---|---|
@@ -31,19 +32,20 @@ extern "C" {
  * | 516 | 512 | receive data |
  * | 1028 | 4 | receive length |
  * | 1032 | 4 | parameter |
- * | 1036 | 128 | not used |
+ * | 1036 | 128 | not used, but by kt_rfid_emulate_config() |
  *
- * Request numbers are 0xC0044D00 plus the number that each description gives as "Request". There is one record in the
- * process, all zero at first, and a request sends it as it stands: a field that a function does not set has the value
- * that the previous request left.
+ * There is one record in the process, all zero at first, and a request sends it as it stands: a field that a function
+ * does not set has the value that the previous request left.
  *
- * For all of them:
- * - A request that fails returns the driver's negative result, -1, with the driver's @c errno, and no output is
- *   touched; before kt_rfid_init() and after kt_rfid_fini() that is EBADF. Functions that ignore the result say so.
- * - EINVAL, with neither the record nor an output touched: more than 512 bytes to transmit (of two pieces together),
- *   null data with a length, a null output. Only a length output may be null, and only where that is said.
- * - EINVAL after the request, outputs untouched: the driver reports more received bytes than its record holds, 512.
- *   Up to these the caller must have room, whatever card is expected.
+ * For every request:
+ * - "The request's result" is what the driver answers: 0 or more when it succeeded; -1 with the driver's @c errno when
+ *   it failed, and no output is touched. Before kt_rfid_init() and after kt_rfid_fini() that is EBADF. Functions that
+ *   ignore the result say so.
+ * - Bytes to transmit: 0 to 512 (of two pieces together), null only with length 0. An output may not be null, but for
+ *   the lengths of which that is said. Otherwise -1 with EINVAL, and neither the record nor an output is touched.
+ * - An output without a size of its own has room for 512 bytes, which a driver may give whatever card is expected. When
+ *   it reports more than its record holds, that is -1 with EINVAL after the request, outputs untouched; functions that
+ *   do not use its length say so.
  * - Threads: one at a time uses the reader, since all share the record.
  * @{
  */
@@ -62,6 +64,9 @@ KT_API int kt_rfid_init(void);
 
 /**
  * @brief Close the reader. Twice is harmless; a descriptor 0 is left open.
+ *
+ * Kernel: close(2).
+ *
  * @return 0
  */
 KT_API int kt_rfid_fini(void);
@@ -80,22 +85,38 @@ KT_API int kt_rfid_get_sak(void);
 
 /**
  * @brief The card's UID. Request 0x35.
- * @param[out] uid  Room for 16 bytes; more are never copied. UIDs have 4, 7 or 10.
+ * @param[out] uid  Room for 16 bytes; a driver that reports more (however many) gives the first 16. A UID has 4, 7 or
+ * 10 bytes, the identifier of a FeliCa card 8.
  * @return How many bytes were copied, or the negative result.
  */
 KT_API int kt_rfid_getuid(uint8_t *uid);
 
-/** @brief The ATQA of a type A card. Request 0x36.
- * @param[out] out  Room for 512 bytes. @return How many were copied, or the negative result. */
+/**
+ * @brief The ATQA of a type A card. Request 0x36.
+ * @param[out] out  Room for 512 bytes.
+ * @return How many were copied, or the negative result.
+ */
 KT_API int kt_rfid_get_atqa(uint8_t *out);
-/** @brief The ATQB of a type B card. Request 0x37.
- * @param[out] out  Room for 512 bytes. @return How many were copied, or the negative result. */
+
+/**
+ * @brief The ATQB of a type B card. Request 0x37.
+ * @param[out] out  Room for 512 bytes.
+ * @return How many were copied, or the negative result.
+ */
 KT_API int kt_rfid_get_atqb(uint8_t *out);
-/** @brief A type A card's answer to RATS. Request 0x38.
- * @param[out] out  Room for 512 bytes. @return How many were copied, or the negative result. */
+
+/**
+ * @brief A type A card's answer to RATS. Request 0x38.
+ * @param[out] out  Room for 512 bytes.
+ * @return How many were copied, or the negative result.
+ */
 KT_API int kt_rfid_get_rats(uint8_t *out);
-/** @brief A type B card's answer to ATTRIB. Request 0x39.
- * @param[out] out  Room for 512 bytes. @return How many were copied, or the negative result. */
+
+/**
+ * @brief A type B card's answer to ATTRIB. Request 0x39.
+ * @param[out] out  Room for 512 bytes.
+ * @return How many were copied, or the negative result.
+ */
 KT_API int kt_rfid_get_attrib(uint8_t *out);
 
 /**
@@ -135,41 +156,77 @@ KT_API int kt_rfid_setpower(uint32_t level);
  */
 KT_API int kt_rfid_tcl_open(void);
 
-/** @brief Release the card. Request 0x02. @return 0, whatever the driver says */
+/**
+ * @brief Release the card. Request 0x02.
+ * @return 0, whatever the driver says
+ */
 KT_API int kt_rfid_tcl_close(void);
 
 /**
  * @brief Send an APDU to the activated card, and get its answer. Request 0x03.
  *
  * @param      apdu      The command.
- * @param      len       Its length, 0 to 512.
+ * @param      len       Its length.
  * @param[out] resp      Where the answer stands: in the library's record, until the next request of any function.
- * @param[out] resp_len  Its length, status word included; may not be null.
- * @return The request's result; what is negative leaves both outputs untouched.
+ * @param[out] resp_len  Its length, status word included.
+ * @return The request's result.
  */
 KT_API int kt_rfid_tcl_exchange(const uint8_t *apdu, uint32_t len, uint8_t **resp, uint16_t *resp_len);
 
-/** @brief As kt_rfid_tcl_open(), by a request of its own and without the check and the -30. Request 0x15.
- * @return The request's result. */
+/**
+ * @brief As kt_rfid_tcl_open(), by a request of its own, and without that one's check and -30. Request 0x15.
+ * @return The request's result.
+ */
 KT_API int kt_rfid_rid_open(void);
-/** @brief Release the card. Request 0x16. @return The request's result. */
+
+/**
+ * @brief Release the card. Request 0x16.
+ * @return The request's result.
+ */
 KT_API int kt_rfid_rid_close(void);
-/** @brief As kt_rfid_tcl_exchange(), after kt_rfid_rid_open(). Request 0x17. */
+
+/**
+ * @brief As kt_rfid_tcl_exchange(), after kt_rfid_rid_open(). Request 0x17.
+ * @param      apdu      The command.
+ * @param      len       Its length.
+ * @param[out] resp      Where the answer stands, see there.
+ * @param[out] resp_len  Its length, status word included.
+ * @return The request's result.
+ */
 KT_API int kt_rfid_rid_exchange(const uint8_t *apdu, uint32_t len, uint8_t **resp, uint16_t *resp_len);
 
-/** @brief No effect. @return 0 */
+/**
+ * @brief No effect and no request.
+ * @return 0
+ */
 KT_API int kt_rfid_getatr(void);
-/** @brief No effect. @return 0 */
+
+/**
+ * @brief No effect and no request.
+ * @return 0
+ */
 KT_API int kt_rfid_gettype(void);
-/** @brief No effect. @return 0 */
+
+/**
+ * @brief No effect and no request.
+ * @return 0
+ */
 KT_API int kt_rfid_hal_config(void);
+
+/** @} */
+
+/**
+ * @defgroup reader_chip The reader's chip
+ * @{
+ */
 
 /**
  * @brief Which contactless chip the board carries.
  *
  * Reads the attribute "nfc_rfid_chip" of "/sys/class/kt_misc/nfc/" and prints "kt_get_rfid_chip ret=<value>" with CR
- * LF. When the attribute cannot be read (or holds 4294967295, which cannot be told from that), the chip follows from
- * the hardware version, see kt_hardware_ver(): 50: 4, 80: 3, 90: 6, 100: 4, 200: 2, 300: 3, 500: 1, 501: 3.
+ * LF. When the attribute cannot be read (a line goes to syslog), or holds -1 or what reads as that (4294967295 and
+ * more), the chip follows from the hardware version, see kt_hardware_ver() and kt_base_init(): 50: 4, 80: 3, 90: 6,
+ * 100: 4, 200: 2, 300: 3, 500: 1, 501: 3.
  *
  * Kernel: stat(2), open(2), read(2), close(2) on the attribute.
  *

@@ -19,28 +19,40 @@ extern "C" {
  * @{
  */
 
-/** @brief Begin. Request 0x4C. @return The request's result. */
+/**
+ * @brief Begin. Request 0x4C.
+ * @return The request's result.
+ */
 KT_API int kt_rfid_emulate_init(void);
 
 /**
  * @brief Set what the emulated card holds. Request 0x4D.
  *
- * Lays a record of 1160 bytes over the shared one, whose last four bytes stay: 128 header bytes, the header's length,
- * 256 blocks of 4 bytes, the count of blocks; all that is not given is zero. Prints "block_cap=<block_count>".
+ * Lays a record of 1160 bytes over the shared one: 128 header bytes, the header's length at offset 128, 256 blocks of
+ * 4 bytes at 132, their count at 1156; all that is not given is zero, and the last four bytes stay. So none of the
+ * fields that later requests may keep has its former value. Prints "block_cap=<block_count>".
  *
  * @param header       The header; its meaning is the driver's.
  * @param header_len   Bytes of it, 0 to 128.
  * @param blocks       The blocks, one behind the other.
  * @param block_count  Blocks of 4 bytes, 0 to 256.
- * @return The request's result, 0 or more when it succeeded; 1: more than 128 header bytes or 256 blocks, "param error
- * " is printed without a line feed, nothing else is done.
- * @errno EINVAL  (-1) a negative @p header_len, or null data with a length; nothing is printed, the record is untouched
+ * @return The request's result, 0 or more when it succeeded; 1: more than 128 header bytes or 256 blocks: prints
+ *         "param error " without a line feed, and nothing else is done.
+ * @errno EINVAL  (-1) none of these, but a negative @p header_len, or null data with a length; nothing is printed, the
+ *                record is untouched
  */
 KT_API int kt_rfid_emulate_config(const uint8_t *header, int header_len, const uint8_t *blocks, uint32_t block_count);
 
-/** @brief Answer an outside reader. Request 0x4E. @return The request's result. */
+/**
+ * @brief Answer an outside reader. Request 0x4E.
+ * @return The request's result.
+ */
 KT_API int kt_rfid_emulate_process(void);
-/** @brief End. Request 0x4F. @return The request's result. */
+
+/**
+ * @brief End. Request 0x4F.
+ * @return The request's result.
+ */
 KT_API int kt_rfid_emulate_deinit(void);
 
 /**
@@ -50,9 +62,17 @@ KT_API int kt_rfid_emulate_deinit(void);
  * @return The request's result.
  */
 KT_API int kt_rfid_hce_set_ndef(const uint8_t *ndef, uint32_t len);
-/** @brief Begin host card emulation. Request 0x57. @return The request's result. */
+
+/**
+ * @brief Begin host card emulation. Request 0x57.
+ * @return The request's result.
+ */
 KT_API int kt_rfid_hce_open(void);
-/** @brief End it. Request 0x58. @return The request's result. */
+
+/**
+ * @brief End it. Request 0x58.
+ * @return The request's result.
+ */
 KT_API int kt_rfid_hce_close(void);
 
 /** @} */
