@@ -14,6 +14,7 @@
 #include "terminal/modem/modem.h"
 #include "terminal/notifier/notifier.h"
 #include "terminal/ports/port.h"
+#include "terminal/reader/reader.h"
 #include "terminal/secure/secure_processor.h"
 #include "terminal/signals.h"
 #include "terminal/sleep/suspend.h"
@@ -67,6 +68,7 @@ launch_result run_session(const terminal_options& options, const std::string& bo
     know_inputs(shown);
     know_secure_processor(shown);
     know_real_time_clock(shown);
+    know_readers(shown);
     const auto modems = know_modems(shown);
     const auto batteries = know_batteries(shown);
     chosen.apply(shown);

@@ -15,12 +15,12 @@ enum class card_family { classic, ntag21x, ultralight_ev1, ultralight_c, felica,
 /** What a reader learns when it selects a card; texts hold bytes. What a card's technology lacks is empty. */
 struct card_identity {
     card_family family = card_family::type_a;
-    std::string uid{};       /**< 4, 7 or 10 bytes; of type B its PUPI (4), of FeliCa its IDm (8). */
-    std::uint16_t atqa = 0;  /**< Type A. */
-    std::uint8_t sak = 0;    /**< Type A. */
-    std::string ats{};       /**< Type A with ISO 14443-4: the answer to RATS, from its length byte on. */
-    std::string atqb{};      /**< Type B: from its 50h on. */
-    std::string attrib{};    /**< Type B: the answer to ATTRIB. */
+    std::string uid{};      /**< 4, 7 or 10 bytes; of type B its PUPI (4), of FeliCa its IDm (8). */
+    std::uint16_t atqa = 0; /**< Type A. */
+    std::uint8_t sak = 0;   /**< Type A. */
+    std::string ats{};      /**< Type A with ISO 14443-4: the answer to RATS, from its length byte on. */
+    std::string atqb{};     /**< Type B: from its 50h on. */
+    std::string attrib{};   /**< Type B: the answer to ATTRIB. */
 };
 
 /** What comes back: bytes, four bits (as the memory cards acknowledge), or nothing. */

@@ -20,15 +20,9 @@ struct maker {
 };
 
 constexpr maker makers[] = {
-    {"classic_1k", classic_card_of},
-    {"ntag213", page_card_of},
-    {"ntag215", page_card_of},
-    {"ntag216", page_card_of},
-    {"ultralight_ev1", page_card_of},
-    {"ultralight_c", page_card_of},
-    {"felica", felica_card_of},
-    {"type_a", apdu_card_of},
-    {"type_b", apdu_card_of},
+    {"classic_1k", classic_card_of}, {"ntag213", page_card_of},        {"ntag215", page_card_of},
+    {"ntag216", page_card_of},       {"ultralight_ev1", page_card_of}, {"ultralight_c", page_card_of},
+    {"felica", felica_card_of},      {"type_a", apdu_card_of},         {"type_b", apdu_card_of},
     {"payment", payment_card_of},
 };
 

@@ -83,4 +83,34 @@ std::string virtual_terminal::clock(std::string_view members)
     return connection_->ask(with_members("clock", members)).dump();
 }
 
+std::string virtual_terminal::reader(std::string_view members)
+{
+    return connection_->ask(with_members("reader", members)).dump();
+}
+
+std::string virtual_terminal::card(std::string_view members)
+{
+    return connection_->ask(with_members("card", members)).dump();
+}
+
+std::string virtual_terminal::apdu(std::string_view members)
+{
+    return connection_->ask(with_members("apdu", members)).dump();
+}
+
+std::string virtual_terminal::phone(std::string_view members)
+{
+    return connection_->ask(with_members("phone", members)).dump();
+}
+
+void virtual_terminal::tap_card(std::string_view file)
+{
+    (void)connection_->ask({{"op", "card"}, {"tap", parsed_json(file, nullptr, true, true)}});
+}
+
+void virtual_terminal::remove_cards()
+{
+    (void)connection_->ask({{"op", "card"}, {"remove", true}});
+}
+
 } // namespace kt::terminal

@@ -168,6 +168,15 @@ public:
     std::string battery(std::string_view members = "{}");
     std::string tamper(std::string_view members = "{}");
     std::string clock(std::string_view members = "{}");
+    std::string reader(std::string_view members = "{}");
+    std::string card(std::string_view members = "{}");
+    std::string apdu(std::string_view members = "{}");
+    std::string phone(std::string_view members = "{}");
+
+    /** Puts a card into the reader's field; @p file is a card file's text (terminal/cards/README.md). */
+    void tap_card(std::string_view file);
+    /** Takes all cards away. */
+    void remove_cards();
 
     /** From here on events() and the searches below see only what happens later. */
     void forget();

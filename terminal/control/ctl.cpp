@@ -2,6 +2,7 @@
 #include "terminal/control/ctl.h"
 
 #include "terminal/client/virtual_terminal.h"
+#include "terminal/control/ctl_card_request.h"
 #include "terminal/control/ctl_clock_request.h"
 #include "terminal/control/ctl_device_request.h"
 #include "terminal/control/ctl_request.h"
@@ -174,9 +175,13 @@ int print_answer(const std::string& command, const json& answer)
         for (const char* end : {"pty", "tcp_port"})
             if (answer.contains(end))
                 print((answer[end].is_string() ? answer[end].get<std::string>() : answer[end].dump()) + "\n");
+    } else if (command == "card" || command == "apdu" || command == "phone") {
+        if (command == "apdu" && answer.contains("apdu_hex") && answer["apdu_hex"].is_null())
+            return nothing_came;
+        print(ctl_card_text(answer));
     } else if (command == "clock") {
         print(ctl_clock_text(answer));
-    } else if (command == "battery" || command == "tamper" || command == "sleep") {
+    } else if (command == "battery" || command == "tamper" || command == "sleep" || command == "reader") {
         print(ctl_state_text(answer));
     } else if (command == "hello") {
         print(answer.dump(4) + "\n");

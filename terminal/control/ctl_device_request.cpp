@@ -43,8 +43,13 @@ json ctl_device_request(const std::string& command, const std::vector<std::strin
 {
     if (command != "battery" && command != "tamper")
         return nullptr;
+    return ctl_settings_request(command, words);
+}
+
+json ctl_settings_request(const std::string& operation, const std::vector<std::string>& words)
+{
     constexpr std::size_t many_words = 100;
-    json request = {{"op", command}};
+    json request = {{"op", operation}};
     const ctl_words said(words, {}, {});
     for (const std::string& word : said.operands(0, many_words)) {
         const std::size_t sign = word.find('=');

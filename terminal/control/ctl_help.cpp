@@ -75,6 +75,17 @@ Speaks to a running terminal: the only one, or that called NAME.
   tamper [NAME=VALUE...]       print the tamper words, after changes: status=0x10 ram=0x12345678, and silent=on, off or a
                                number of reads that the secure processor does not answer
 
+  card tap FILE|SAMPLE         put a card into the reader's field; the samples: classic_1k, ntag213, ultralight_ev1,
+                               ultralight_c, felica, type_a, type_b, payment, program and more
+  card remove [NAME]           take it away, or all
+  card list                    print the names of the cards in the field
+  card show NAME               print a card's file as it is now
+  reader [NAME=VALUE...]       print the reader, after changes: delay_ms=500 (slow cards) noise=20 (percent of the answers)
+                               seed=1 busy=on pull_after=3 (exchanges, then the card is torn away; pull_after=: not)
+  apdu [MS]                    print the next command for a card with an attached program; waits up to 10 s, or MS
+  apdu answer HEX              answer it: "apdu answer 9000"
+  phone                        print what a phone reads from the terminal
+
   terminals                    print the running terminals
   hello                        print what a terminal says of itself
   stop                         end the program

@@ -1,6 +1,7 @@
 /** The commands of `ctl`, each a few lines from words to keys. */
 #include "terminal/control/ctl_request.h"
 
+#include "terminal/control/ctl_card_request.h"
 #include "terminal/control/ctl_clock_request.h"
 #include "terminal/control/ctl_device_request.h"
 #include "terminal/control/ctl_input_request.h"
@@ -203,6 +204,8 @@ json ctl_request(const std::string& command, const word_list& words)
         return about_sleep;
     if (json about_device = ctl_device_request(command, words); !about_device.is_null())
         return about_device;
+    if (json about_card = ctl_card_request(command, words); !about_card.is_null())
+        return about_card;
     if (json about_clock = ctl_clock_request(command, words); !about_clock.is_null())
         return about_clock;
     return ctl_line_request(command, words);

@@ -49,7 +49,8 @@ struct requests::operation {
 
     bool takes(std::string_view key) const
     {
-        constexpr std::string_view of_bytes[] = {"path", "text", "data", "name", "output", "run", "verb", "thing"};
+        constexpr std::string_view of_bytes[] = {"path", "text", "data",  "name",  "output",
+                                                 "run",  "verb", "thing", "answer"};
         if (key.ends_with("_hex")) {
             key.remove_suffix(4);
             if (std::find(std::begin(of_bytes), std::end(of_bytes), key) == std::end(of_bytes))
@@ -76,6 +77,12 @@ struct requests::operation {
         return accepted((all.inputs_.*Member)(asked));
     }
 
+    template <json (card_requests::*Member)(const json&)>
+    static std::string cards(requests& all, const json& asked)
+    {
+        return accepted((all.cards_.*Member)(asked));
+    }
+
     template <json (fault_requests::*Member)(const json&)>
     static std::string rules(requests& all, const json& asked)
     {
@@ -84,6 +91,7 @@ struct requests::operation {
 
     static parked_request wait(requests& all, const json& asked) { return all.wait(asked); }
     static parked_request clock(requests& all, const json& asked) { return all.clock(asked); }
+    static parked_request apdu(requests& all, const json& asked) { return all.cards_.apdu(asked); }
     static parked_request expect(requests& all, const json& asked) { return all.lines_.expect(asked); }
     static parked_request hold(requests& all, const json& asked) { return all.inputs_.hold(asked); }
     static parked_request drag(requests& all, const json& asked) { return all.inputs_.drag(asked); }
@@ -132,6 +140,10 @@ const requests::operation requests::operations[] = {
     {"battery", operation::own<&requests::battery>, nullptr, {"set"}},
     {"tamper", operation::own<&requests::tamper>, nullptr, {"set"}},
     {"clock", nullptr, operation::clock, {"set", "advance_ms"}},
+    {"reader", operation::cards<&card_requests::reader>, nullptr, {"set", "script", "forget"}},
+    {"card", operation::cards<&card_requests::card>, nullptr, {"tap", "remove", "show"}},
+    {"apdu", nullptr, operation::apdu, {"answer", "timeout_ms"}},
+    {"phone", operation::cards<&card_requests::phone>, nullptr, {}},
     {"stop", operation::own<&requests::stop>, nullptr, {}},
 };
 
@@ -144,7 +156,8 @@ requests::requests(board& asked, const profile& actions, terminal_identity ident
       try_again_(std::move(try_again)),
       rules_(asked),
       lines_(asked, try_again_),
-      inputs_(asked, try_again_)
+      inputs_(asked, try_again_),
+      cards_(asked, try_again_)
 {
 }
 

@@ -1,6 +1,7 @@
 /** What the control socket can be asked: one JSON object to its answer, whatever brought it. */
 #pragma once
 
+#include "terminal/control/card_requests.h"
 #include "terminal/control/fault_requests.h"
 #include "terminal/control/input_requests.h"
 #include "terminal/control/line_requests.h"
@@ -74,6 +75,7 @@ private:
     fault_requests rules_;
     line_requests lines_;
     input_requests inputs_;
+    card_requests cards_;
 };
 
 } // namespace kt::terminal

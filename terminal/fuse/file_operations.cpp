@@ -219,6 +219,7 @@ void request_on(fuse_req_t asked, fuse_ino_t, unsigned number, void* argument, f
     what.thread = fuse_req_ctx(asked)->pid;
     what.in.assign(static_cast<const char*>(in), in_size);
     what.room = out_size;
+    what.record_size = used->file->record_size(number);
     device_request_ptr waiting =
         std::make_unique<request_question>(server, asked, used->lines, std::move(line), std::move(what));
     const auto ruled = server.shown().failures().next(used->path, access::ioctl);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <sys/uio.h>
 #include <utility>
 
@@ -35,11 +36,14 @@ void question::write_down()
 
 void question::refuse(int error)
 {
-    answer([&](fuse_req_t asked) {
-        happened_.error = errno_name(error);
-        write_down();
-        fuse_reply_err(asked, error);
-    });
+    answer([&](fuse_req_t asked) { refused(asked, error); });
+}
+
+void question::refused(fuse_req_t asked, int error)
+{
+    happened_.error = errno_name(error);
+    write_down();
+    fuse_reply_err(asked, error);
 }
 
 void question::give_up()
@@ -85,9 +89,43 @@ void transfer::count(std::size_t taken)
     });
 }
 
-request_question::request_question(operations& server, fuse_req_t asked, journal* lines, event happened, given what)
-    : question(server, asked, lines, std::move(happened)), given_(std::move(what))
+namespace {
+
+/** Nothing: the caller has no such memory. */
+std::optional<std::string> fetched(int thread, std::uint64_t address, std::size_t size)
 {
+    std::string bytes(size, '\0');
+    const iovec here{bytes.data(), size};
+    const iovec there{reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), size};
+    if (process_vm_readv(thread, &here, 1, &there, 1, 0) != static_cast<ssize_t>(size))
+        return std::nullopt;
+    return bytes;
+}
+
+request_question::given with_whole_record(request_question::given what)
+{
+    if (what.record_size > what.in.size())
+        if (auto whole = fetched(what.thread, what.argument, what.record_size))
+            what.in = std::move(*whole);
+    return what;
+}
+
+} // namespace
+
+request_question::request_question(operations& server, fuse_req_t asked, journal* lines, event happened, given what)
+    : question(server, asked, lines, std::move(happened)), given_(with_whole_record(std::move(what)))
+{
+    if (given_.record_size != 0)
+        record_ = given_.in;
+}
+
+void request_question::fail(int error)
+{
+    answer([&](fuse_req_t asked) {
+        if (journalled())
+            happened().data = std::move(record_);
+        refused(asked, error);
+    });
 }
 
 int request_question::value()
@@ -103,10 +141,10 @@ bool request_question::copy_in(void* to, std::uint64_t address, std::size_t size
     if (address == given_.argument && size <= given_.in.size()) {
         std::memcpy(to, given_.in.data(), size);
     } else {
-        const iovec here{to, size};
-        const iovec there{reinterpret_cast<void*>(static_cast<std::uintptr_t>(address)), size};
-        if (process_vm_readv(given_.thread, &here, 1, &there, 1, 0) != static_cast<ssize_t>(size))
+        const auto bytes = fetched(given_.thread, address, size);
+        if (!bytes)
             return false;
+        std::memcpy(to, bytes->data(), size);
     }
     if (record_.empty() && address == given_.argument)
         record_.assign(static_cast<const char*>(to), size);

@@ -30,6 +30,7 @@ public:
 protected:
     caller asked_by() const { return from_; }
     void refuse(int error);
+    void refused(fuse_req_t asked, int error); /**< What refuse() does once it is its turn. */
     void interrupted_by(std::function<void()> interrupted);
 
     /** Answers by @p reply, which may complete the journal's line first (with write_down()), unless somebody has. */
@@ -83,15 +84,16 @@ public:
         std::uint32_t number = 0;
         std::uint64_t argument = 0;
         bool from_32_bits = false;
-        int thread = 0;       /**< The caller, as the server knows it. */
-        std::string in;       /**< What the kernel has fetched already. */
-        std::size_t room = 0; /**< What it will hand back. */
+        int thread = 0;              /**< The caller, as the server knows it. */
+        std::string in;              /**< What the kernel has fetched already. */
+        std::size_t room = 0;        /**< What it will hand back. */
+        std::size_t record_size = 0; /**< The device's, where that is more; then it is fetched at once. */
     };
 
     request_question(operations& server, fuse_req_t asked, journal* lines, event happened, given what);
 
     caller from() const override { return asked_by(); }
-    void fail(int error) override { refuse(error); }
+    void fail(int error) override;
     void when_interrupted(std::function<void()> interrupted) override { interrupted_by(std::move(interrupted)); }
     std::uint32_t number() const override { return given_.number; }
     std::uint64_t argument() const override { return given_.argument; }

@@ -42,6 +42,9 @@ public:
     /** A rule that holds back the next read, found by the file itself (a stand-in learns by it when to go on). */
     virtual std::optional<verdict> held() const { return std::nullopt; }
     virtual void control(device_request_ptr asked) { asked->fail(ENOTTY); }
+    /** Bytes of the request's record where its number tells fewer: they are taken from the caller before all else, so
+     * that the journal has them whatever becomes of the request. */
+    virtual std::size_t record_size(std::uint32_t /*number*/) const { return 0; }
 
     /**
      * What poll(2) finds now (POLLIN, POLLOUT …). @p changed, unless empty, replaces the one given before; it is called

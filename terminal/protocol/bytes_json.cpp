@@ -24,19 +24,6 @@ bool is_text(const std::string& bytes)
     }
 }
 
-std::string to_hex(const std::string& bytes)
-{
-    constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (const char each : bytes) {
-        const auto value = static_cast<unsigned char>(each);
-        text += digits[value >> 4];
-        text += digits[value & 15];
-    }
-    return text;
-}
-
 unsigned digit(char each)
 {
     if (each >= '0' && each <= '9')
@@ -59,6 +46,19 @@ std::string from_hex(const std::string& text)
 }
 
 } // namespace
+
+std::string to_hex(const std::string& bytes)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (const char each : bytes) {
+        const auto value = static_cast<unsigned char>(each);
+        text += digits[value >> 4];
+        text += digits[value & 15];
+    }
+    return text;
+}
 
 void put_bytes(json& object, const std::string& name, const std::string& bytes)
 {

@@ -8,6 +8,9 @@
 
 namespace kt::terminal {
 
+/** Two digits a byte, in lower case. */
+std::string to_hex(const std::string& bytes);
+
 /** Sets "NAME" to the text, or "NAME_hex" to the digits. */
 void put_bytes(nlohmann::ordered_json& object, const std::string& name, const std::string& bytes);
 

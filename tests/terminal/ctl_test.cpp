@@ -3,8 +3,10 @@
 #include "served_board.h"
 #include "terminal/control/ctl.h"
 #include "terminal/control/ctl_request.h"
+#include "terminal/control/event_text.h"
 #include "terminal/json/json.h"
 
+#include <fstream>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -54,6 +56,43 @@ TEST(CtlRequest, TurnsWordsIntoRequests)
     EXPECT_EQ(request("act", {"tap", "card"}), R"({"op":"act","verb":"tap","thing":"card"})");
     EXPECT_EQ(request("stop", {}), R"({"op":"stop"})");
     EXPECT_EQ(request("frob", {}), "null");
+}
+
+TEST(CtlRequest, TurnsWordsAboutCardsIntoRequests)
+{
+    const own_folder folder;
+    std::ofstream(folder.path() + "/card.json") << "// mine\n{\"card\": \"ntag213\"}";
+    EXPECT_EQ(request("card", {"tap", folder.path() + "/card.json"}), R"({"op":"card","tap":{"card":"ntag213"}})");
+    EXPECT_THAT(refusal("card", {"tap", "/none.json"}), HasSubstr("\"/none.json\" is neither a card's file nor"));
+    EXPECT_EQ(request("card", {"remove"}), R"({"op":"card","remove":true})");
+    EXPECT_EQ(request("card", {"remove", "tag"}), R"({"op":"card","remove":"tag"})");
+    EXPECT_EQ(request("card", {"show", "tag"}), R"({"op":"card","show":"tag"})");
+    EXPECT_EQ(request("card", {"list"}), R"({"op":"card"})");
+    EXPECT_THAT(refusal("card", {"frob"}), HasSubstr("behind \"card\" stands"));
+    EXPECT_EQ(request("reader", {"delay_ms=5", "busy=on", "pull_after="}),
+              R"({"op":"reader","set":{"delay_ms":5,"busy":true,"pull_after":null}})");
+    EXPECT_EQ(request("apdu", {}), R"({"op":"apdu"})");
+    EXPECT_EQ(request("apdu", {"50"}), R"({"op":"apdu","timeout_ms":50})");
+    EXPECT_EQ(request("apdu", {"answer", "9000"}), R"({"op":"apdu","answer_hex":"9000"})");
+    EXPECT_EQ(request("phone", {}), R"({"op":"phone"})");
+}
+
+TEST(EventText, ShowsTheFieldsOfAReadersRecord)
+{
+    event happened;
+    happened.kind = "ioctl";
+    happened.path = "/dev/kt_nfc";
+    happened.data.assign(1164, '\0');
+    happened.data.replace(0, 3, "\x01\xA4\x05")
+        .replace(512, 1, "\x02")
+        .replace(1028, 1, "\x09")
+        .replace(1032, 1, "\x06");
+    happened.request = 0xC0044D03;
+    EXPECT_THAT(event_text(happened),
+                HasSubstr("/dev/kt_nfc 0xC0044D03 tcl_exchange transmit 2 01a4 receive 9 parameter 6"));
+    happened.data.replace(128, 1, "\x10").replace(1156, 1, "\x20");
+    happened.request = 0xC0044D4D;
+    EXPECT_THAT(event_text(happened), HasSubstr("0xC0044D4D emulate_config header 16 blocks 32"));
 }
 
 TEST(CtlRequest, TurnsWordsAboutLinesIntoRequests)

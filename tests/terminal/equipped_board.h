@@ -7,6 +7,7 @@
 #include "terminal/model/board.h"
 #include "terminal/modem/modem.h"
 #include "terminal/ports/port.h"
+#include "terminal/reader/reader.h"
 #include "terminal/secure/secure_processor.h"
 
 #include <memory>
@@ -19,6 +20,7 @@ public:
         kt::terminal::know_inputs(*this);
         kt::terminal::know_secure_processor(*this);
         kt::terminal::know_real_time_clock(*this);
+        kt::terminal::know_readers(*this);
     }
 
 private:
