@@ -3,6 +3,7 @@
 
 #include "tests/support/captured_stdout.h"
 #include "tests/support/descriptors.h"
+#include "tests/support/interposed_calls.h"
 #include "tests/support/journal_lines.h"
 #include "tests/support/own_standard_input.h"
 #include "tests/support/own_supply.h"
@@ -11,6 +12,7 @@
 #include <cerrno>
 #include <csignal>
 #include <gtest/gtest.h>
+#include <string_view>
 #include <unistd.h>
 
 using namespace kt::tests;
@@ -32,21 +34,21 @@ void prepare(virtual_terminal& board)
     board.forget();
 }
 
-/** A board without keys and panel. */
+/** A board without keys and panel; it still has a reader for cards. */
 void prepare_without_input(virtual_terminal& board)
 {
     board.remove("/sys/class/input");
     prepare(board);
 }
 
-/** What start-up prints when there is neither panel nor key, with the line of the battery. */
-std::string printed_without_input(const std::string& route, const std::string& battery)
+/** What start-up prints when there is neither panel nor key, with the lines of what comes between them. */
+std::string printed_without_input(const std::string& route, const std::string& between)
 {
     return "usb route " + route +
            "\n"
            "can't dev kt_touch\n"
            "kt_evdev_probe dev_index=0 ret=-1\n" +
-           battery +
+           between +
            "can't dev gpio_keys\n"
            "kt_evdev_probe dev_index=0 ret=-1\n"
            "kt_evdev_get_node error ret = -1 \n"
@@ -79,6 +81,8 @@ const lines panel_steps = {
     "open O_RDONLY /sys/class/input/event2/device/id/bustype",
     "open O_RDONLY /dev/input/event2",
 };
+/** the reader for cards, */
+const lines card_reader_steps = {"open O_RDWR /dev/kt_nfc"};
 /** the keys, each for two readers, */
 const lines key_steps = {
     "open O_RDONLY /sys/class/input/event0/device/name",
@@ -96,7 +100,8 @@ const lines seed_steps = {
     "open O_RDONLY " KT_SUPPLY_DIR "status",
 };
 
-const lines steps_without_input = joined({first_steps, seed_steps});
+const lines all_steps = joined({first_steps, panel_steps, card_reader_steps, key_steps, seed_steps});
+const lines steps_without_input = joined({first_steps, card_reader_steps, seed_steps});
 
 /** The steps that the board saw; what a shell opens for its redirects is left out. */
 lines steps_seen(virtual_terminal& board)
@@ -114,6 +119,20 @@ void (*handler_of(int number))(int)
     sigaction(number, nullptr, &action);
     return action.sa_handler;
 }
+
+/** What SIGPIPE does at the moment in which the library opens the reader for cards. */
+class signal_at_the_card_reader : public call_watcher {
+public:
+    void (*handler)(int) = SIG_ERR;
+
+private:
+    int begins(const c_call& call) override
+    {
+        if (call.name == "open" && call.path == std::string_view("/dev/kt_nfc"))
+            handler = handler_of(SIGPIPE);
+        return 0;
+    }
+};
 
 /** The first opening of the keys makes descriptor 0 non-blocking. */
 class DriverlibInit : public testing::Test {
@@ -138,7 +157,7 @@ TEST_F(DriverlibInit, RunsItsStepsInOrder)
               "find /sys/class/input/event1/device/name, dev Kestrel Keyboard\n"
               "kt_evdev_probe dev_index=1 ret=1\n");
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(steps_seen(board), joined({first_steps, panel_steps, key_steps, seed_steps}));
+    EXPECT_EQ(steps_seen(board), all_steps);
 }
 
 TEST_F(DriverlibInit, ABoardWithoutPanelAndKeysStartsAllTheSame)
@@ -149,6 +168,19 @@ TEST_F(DriverlibInit, ABoardWithoutPanelAndKeysStartsAllTheSame)
     EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }), printed_without_input("1", battery_line));
     EXPECT_EQ(result, 0);
     EXPECT_EQ(steps_seen(board), steps_without_input);
+}
+
+TEST_F(DriverlibInit, ABoardWithoutAReaderSaysSoAndGoesOn)
+{
+    virtual_terminal board;
+    board.remove("/dev/kt_nfc");
+    prepare_without_input(board);
+    int result = -1;
+    EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }),
+              printed_without_input("1", battery_line + "nfc dev open error\n"));
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(steps_seen(board), joined({first_steps, seed_steps}));
+    EXPECT_EQ(handler_of(SIGPIPE), SIG_IGN);
 }
 
 TEST_F(DriverlibInit, TheBoardIsKnownAfterwards)
@@ -166,6 +198,8 @@ TEST_F(DriverlibInit, TheBoardIsKnownAfterwards)
     kt_battery_attr battery = {};
     EXPECT_EQ(kt_power_battery_attr(&battery), 0);
     EXPECT_EQ(battery.capacity, 57);
+    (void)board.reader(R"({"script":[{"request":1,"result":4}]})");
+    EXPECT_EQ(kt_rfid_tcl_open(), 4);
 }
 
 TEST_F(DriverlibInit, ASecondCallRepeatsEveryStep)
@@ -183,7 +217,7 @@ TEST_F(DriverlibInit, ASecondCallRepeatsEveryStep)
     const std::string text = printed([&] { result = kt_driverlib_init(); });
     EXPECT_TRUE(text.starts_with("usb route 0\nfind /sys/class/input/event2/device/name, dev kt_touch\n")) << text;
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(steps_seen(board), joined({first_steps, panel_steps, key_steps, seed_steps}));
+    EXPECT_EQ(steps_seen(board), all_steps);
     EXPECT_EQ(kt_hardware_ver(), 300);
     EXPECT_EQ(kt_usb_mode(0), 0);
     EXPECT_EQ(handler_of(SIGPIPE), SIG_IGN);
@@ -204,6 +238,19 @@ TEST_F(DriverlibInit, AClosedPipeIsAnErrorAndNoEnd)
     close(ends[1]);
 }
 
+TEST_F(DriverlibInit, TheSignalIsSetWhenTheCardReaderIsOpen)
+{
+    signal(SIGPIPE, SIG_DFL);
+    void (*then)(int) = SIG_ERR;
+    printed([&] {
+        const signal_at_the_card_reader watched;
+        kt_driverlib_init();
+        then = watched.handler;
+    });
+    EXPECT_EQ(then, SIG_DFL);
+    EXPECT_EQ(handler_of(SIGPIPE), SIG_IGN);
+}
+
 TEST_F(DriverlibInit, ThePartsOfStartUpLeaveTheSignalAlone)
 {
     signal(SIGPIPE, SIG_DFL);
@@ -218,13 +265,14 @@ TEST_F(DriverlibInit, ThePartsOfStartUpLeaveTheSignalAlone)
 TEST_F(DriverlibInit, ABareBoardStartsAllTheSame)
 {
     virtual_terminal board;
-    for (const char* folder : {"/sys/class/kt_misc", "/sys/class/input", "/sys/class/power_supply"})
-        board.remove(folder);
+    for (const char* part : {"/sys/class/kt_misc", "/sys/class/input", "/sys/class/power_supply", "/dev/kt_nfc"})
+        board.remove(part);
     board.forget();
     int result = -1;
     EXPECT_EQ(printed([&] { result = kt_driverlib_init(); }),
               printed_without_input("-1", "kt_supplypower_init kt_bat\n"
-                                          "kt_power_supply_open error No such file or directory\n"));
+                                          "kt_power_supply_open error No such file or directory\n"
+                                          "nfc dev open error\n"));
     EXPECT_EQ(result, 0);
 
     const std::string end = " No such file or directory\n";
