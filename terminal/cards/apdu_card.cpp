@@ -5,7 +5,9 @@
 #include "terminal/cards/command_script.h"
 #include "terminal/cards/iso14443_identity.h"
 
+#include <atomic>
 #include <mutex>
+#include <utility>
 
 namespace kt::terminal {
 
@@ -34,9 +36,7 @@ public:
     std::string file() const override
     {
         card_file written;
-        written.put("card", identity_.family == card_family::type_b ? "type_b" : "type_a");
-        if (!name_.empty())
-            written.put("name", name_);
+        written.put_head(identity_.family == card_family::type_b ? "type_b" : "type_a", name_);
         put_iso14443_identity(identity_, written);
         put_answers(written);
         return written.written();
@@ -53,11 +53,9 @@ class scripted_card : public apdu_card {
 public:
     explicit scripted_card(const card_file& file) : apdu_card(file), script_(file) {}
 
-    void power_up() override { script_.power_up(); }
-
-    void exchange(std::string_view frame, reply answered) override { answered(answer_of(script_.answer(frame))); }
-
 private:
+    void powered() override { script_.power_up(); }
+    void asked(std::string_view frame, reply answered) override { answered(answer_of(script_.answer(frame))); }
     void put_answers(card_file& into) const override { script_.put(into); }
 
     command_script script_;
@@ -67,36 +65,23 @@ class attached_card : public apdu_card, public attachable {
 public:
     explicit attached_card(const card_file& file) : apdu_card(file) {}
 
-    void power_up() override { (void)answer({}); }
+    void give_up() override { wait_for(std::nullopt); }
 
-    void exchange(std::string_view frame, reply answered) override
-    {
-        (void)answer({});
-        std::function<void()> told;
-        {
-            const std::lock_guard lock(mutex_);
-            waiting_ = command{std::string(frame), std::move(answered)};
-            told = told_;
-        }
-        if (told)
-            told();
-    }
-
-    std::optional<std::string> waiting_command() const override
+    std::optional<attached_command> waiting_command() const override
     {
         const std::lock_guard lock(mutex_);
-        return waiting_ ? std::optional(waiting_->frame) : std::nullopt;
+        return waiting_ ? std::optional(attached_command{waiting_->number, waiting_->frame}) : std::nullopt;
     }
 
-    bool answer(std::string bytes) override
+    bool answer(std::uint64_t number, std::string bytes) override
     {
         std::optional<command> answered;
         {
             const std::lock_guard lock(mutex_);
-            answered.swap(waiting_);
+            if (!waiting_ || waiting_->number != number)
+                return false;
+            answered = std::exchange(waiting_, std::nullopt);
         }
-        if (!answered)
-            return false;
         answered->reply(answer_of(std::move(bytes)));
         return true;
     }
@@ -109,9 +94,36 @@ public:
 
 private:
     struct command {
+        std::uint64_t number;
         std::string frame;
         card::reply reply;
     };
+
+    void powered() override { wait_for(std::nullopt); }
+    void torn(std::string_view /*frame*/) override { wait_for(std::nullopt); }
+
+    void asked(std::string_view frame, reply answered) override
+    {
+        static std::atomic<std::uint64_t> last_number = 0;
+        wait_for(command{++last_number, std::string(frame), std::move(answered)});
+    }
+
+    /** In place of what waits now, which is answered with silence. */
+    void wait_for(std::optional<command> next)
+    {
+        std::function<void()> told;
+        std::optional<command> dropped;
+        {
+            const std::lock_guard lock(mutex_);
+            if (next)
+                told = told_;
+            dropped = std::exchange(waiting_, std::move(next));
+        }
+        if (dropped)
+            dropped->reply(card_answer::silent());
+        if (told)
+            told();
+    }
 
     void put_answers(card_file& into) const override { into.put_flag("program", true); }
 

@@ -8,8 +8,8 @@ namespace kt::terminal {
 
 /**
  * The kinds "type_a" and "type_b". With "program" the card is an attachable (attachable.h) as well: a command waits
- * until it is answered there; when the card gets power, or another command, what waits is answered with silence. A
- * card that is destroyed answers nothing any more.
+ * until it is answered there. When the card gets or loses power, gets another command, or is given up, what waits is
+ * answered with silence, and the program's answer to it is refused.
  */
 card_ptr apdu_card_of(const card_file& file);
 

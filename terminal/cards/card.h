@@ -47,6 +47,8 @@ struct card_answer {
  * code on, of FeliCa from its length byte on. What ISO 14443-4 carries is a whole command APDU; its blocks are not
  * modelled, nor is the cipher of Mifare Classic (classic_card.h tells how its key is given).
  *
+ * Until it first gets power, and once its power is gone, a card is silent.
+ *
  * Threads: one at a time; only an answer may come from another.
  */
 class card {
@@ -61,16 +63,48 @@ public:
     virtual const card_identity& identity() const = 0;
 
     /** Gets power, or is selected anew: what lasts no longer than the power is forgotten. */
-    virtual void power_up() = 0;
+    void power_up()
+    {
+        listens_ = true;
+        powered();
+    }
 
-    /** A frame for the selected card. Calls @p answered once: at once, or later from any thread. */
-    virtual void exchange(std::string_view frame, reply answered) = 0;
+    /**
+     * A frame for the selected card. Calls @p answered once: at once, or later from any thread, or (with silence) when
+     * the card is used again before it has answered, from within that use. A card that is destroyed calls it no more.
+     */
+    void exchange(std::string_view frame, reply answered)
+    {
+        if (listens_)
+            asked(frame, std::move(answered));
+        else
+            answered(card_answer::silent());
+    }
 
     /** This frame has reached the card, and then its power went: what was to be written may be torn. */
-    virtual void lose_power_during(std::string_view /*frame*/) {}
+    void lose_power_during(std::string_view frame)
+    {
+        if (listens_)
+            torn(frame);
+        fall_silent();
+    }
+
+    /** Nobody waits any more for what the card was asked last: if it has not answered yet, it answers with silence. */
+    virtual void give_up() {}
 
     /** The card as it is now, in the form in which card files are written. */
     virtual std::string file() const = 0;
+
+protected:
+    /** Until it is selected anew: power_up(). */
+    void fall_silent() { listens_ = false; }
+
+private:
+    virtual void powered() {}
+    virtual void asked(std::string_view frame, reply answered) = 0;
+    virtual void torn(std::string_view /*frame*/) {}
+
+    bool listens_ = false;
 };
 
 using card_ptr = std::shared_ptr<card>;

@@ -2,6 +2,7 @@
 #include "terminal/cards/card_file.h"
 
 #include "terminal/json/json.h"
+#include "terminal/json/strict_json.h"
 
 #include <charconv>
 #include <set>
@@ -94,7 +95,12 @@ card_file::card_file(std::unique_ptr<content> held) : content_(std::move(held)) 
 
 card_file::card_file(std::string_view text) : card_file()
 {
-    content_->object = parsed_json(text, nullptr, false, true);
+    constexpr int deepest = 16;
+    try {
+        content_->object = parsed_json(text, strict_json(deepest), false, true);
+    } catch (const std::invalid_argument& refused) {
+        throw std::invalid_argument(std::string("a card's file cannot be read: ") + refused.what());
+    }
     if (!content_->object.is_object())
         throw std::invalid_argument("a card's file is one JSON object");
 }
@@ -163,7 +169,8 @@ std::map<std::uint32_t, std::string> card_file::blocks(const std::string& name, 
         std::string given = bytes_of(name, block);
         if (given.size() != size)
             wrong(name, "blocks of " + std::to_string(size) + " bytes");
-        read[key_of(name, key, count)] = std::move(given);
+        if (!read.emplace(key_of(name, key, count), std::move(given)).second)
+            wrong(name, "an object that has each number once");
     }
     return read;
 }
@@ -178,7 +185,8 @@ std::map<std::uint32_t, std::uint32_t> card_file::numbers(const std::string& nam
     if (!value->is_object())
         wrong(name, "an object of numbers");
     for (const auto& [key, each] : value->items())
-        read[key_of(name, key, count)] = number_of(name, each, most);
+        if (!read.emplace(key_of(name, key, count), number_of(name, each, most)).second)
+            wrong(name, "an object that has each number once");
     return read;
 }
 
@@ -205,6 +213,12 @@ void card_file::all_known() const
     for (const auto& [name, value] : content_->object.items())
         if (!content_->asked.contains(name))
             throw std::invalid_argument("such a card has no \"" + name + "\"");
+}
+
+card_file& card_file::put_head(const std::string& kind, const std::string& name)
+{
+    put("card", kind);
+    return name.empty() ? *this : put("name", name);
 }
 
 card_file& card_file::put(const std::string& name, const std::string& text)

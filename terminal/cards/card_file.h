@@ -42,6 +42,8 @@ public:
     /** Refuses what nobody has asked for: a misspelt name is not passed over. */
     void all_known() const;
 
+    /** How every card's file begins: its kind, and its name if it has one. */
+    card_file& put_head(const std::string& kind, const std::string& name);
     card_file& put(const std::string& name, const std::string& text);
     card_file& put_number(const std::string& name, std::uint32_t value);
     card_file& put_flag(const std::string& name, bool value);

@@ -4,9 +4,12 @@
 #include "terminal/cards/card_file.h"
 #include "terminal/cards/classic_card.h"
 #include "terminal/cards/felica_card.h"
-#include "terminal/cards/page_card.h"
+#include "terminal/cards/ntag21x.h"
 #include "terminal/cards/payment_card.h"
+#include "terminal/cards/ultralight_c.h"
+#include "terminal/cards/ultralight_ev1.h"
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -19,10 +22,22 @@ struct maker {
     card_ptr (*make)(const card_file&);
 };
 
+template <typename Card>
+card_ptr made(const card_file& file)
+{
+    return std::make_shared<Card>(file);
+}
+
 constexpr maker makers[] = {
-    {"classic_1k", classic_card_of}, {"ntag213", page_card_of},        {"ntag215", page_card_of},
-    {"ntag216", page_card_of},       {"ultralight_ev1", page_card_of}, {"ultralight_c", page_card_of},
-    {"felica", felica_card_of},      {"type_a", apdu_card_of},         {"type_b", apdu_card_of},
+    {"classic_1k", classic_card_of},
+    {"ntag213", made<ntag21x>},
+    {"ntag215", made<ntag21x>},
+    {"ntag216", made<ntag21x>},
+    {"ultralight_ev1", made<ultralight_ev1>},
+    {"ultralight_c", made<ultralight_c>},
+    {"felica", felica_card_of},
+    {"type_a", apdu_card_of},
+    {"type_b", apdu_card_of},
     {"payment", payment_card_of},
 };
 

@@ -1,6 +1,7 @@
 /** The commands of Mifare Classic, and what state of the card lets them through. */
 #include "terminal/cards/classic_card.h"
 
+#include "terminal/cards/card_bytes.h"
 #include "terminal/cards/classic_memory.h"
 #include "terminal/cards/value_block.h"
 
@@ -25,11 +26,6 @@ enum command : std::uint8_t {
 
 enum class fault : std::uint8_t { invalid_operation = 0, transmission = 1 };
 
-std::uint8_t byte_at(std::string_view bytes, std::size_t index)
-{
-    return static_cast<std::uint8_t>(bytes[index]);
-}
-
 class classic_card final : public card {
 public:
     explicit classic_card(const card_file& file) : name_(file.text("name", "")), memory_(file)
@@ -41,13 +37,6 @@ public:
     }
 
     const card_identity& identity() const override { return identity_; }
-    void power_up() override
-    {
-        forget();
-        listens_ = true;
-    }
-    void exchange(std::string_view frame, reply answered) override { answered(answer(frame)); }
-    void lose_power_during(std::string_view /*frame*/) override { forget(); } // before its cells were changed
     std::string file() const override;
 
 private:
@@ -61,6 +50,8 @@ private:
         value_block source; // of a value command
     };
 
+    void powered() override { forget(); }
+    void asked(std::string_view frame, reply answered) override { answered(answer(frame)); }
     card_answer answer(std::string_view frame);
     card_answer authenticate(std::string_view frame);
     card_answer on_block(std::uint8_t command, unsigned block, const classic_access& access);
@@ -76,7 +67,6 @@ private:
     std::string name_;
     classic_memory memory_;
     card_identity identity_;
-    bool listens_ = false;
     std::optional<session> session_;
     std::optional<first_step> begun_;
     std::optional<value_block> transfer_buffer_;
@@ -85,16 +75,13 @@ private:
 std::string classic_card::file() const
 {
     card_file file;
-    file.put("card", "classic_1k");
-    if (!name_.empty())
-        file.put("name", name_);
+    file.put_head("classic_1k", name_);
     memory_.put_into(file);
     return file.written();
 }
 
 void classic_card::forget()
 {
-    listens_ = false;
     session_.reset();
     begun_.reset();
     transfer_buffer_.reset();
@@ -103,14 +90,12 @@ void classic_card::forget()
 card_answer classic_card::refused(fault why)
 {
     const unsigned buffer_is_empty = transfer_buffer_ ? 0 : 4;
-    forget();
+    fall_silent();
     return card_answer::refuse(buffer_is_empty + static_cast<unsigned>(why));
 }
 
 card_answer classic_card::answer(std::string_view frame)
 {
-    if (!listens_)
-        return card_answer::silent();
     if (begun_) {
         const first_step begun = *begun_;
         begun_.reset();
@@ -125,7 +110,7 @@ card_answer classic_card::answer(std::string_view frame)
         return refused(fault::transmission);
     const unsigned block = byte_at(frame, 1);
     if (command == halt && block == 0) {
-        forget();
+        fall_silent();
         return card_answer::silent();
     }
     if (!session_ || classic_memory::sector_of(block) != session_->sector)
@@ -142,13 +127,13 @@ card_answer classic_card::authenticate(std::string_view frame)
         return refused(fault::transmission);
     forget();
     const unsigned block = byte_at(frame, 1);
-    const auto key = byte_at(frame, 0) == auth_key_a ? classic_key::a : classic_key::b;
-    if (block >= classic_memory::block_count)
-        return card_answer::silent();
     const unsigned sector = classic_memory::sector_of(block);
-    if (memory_.key(sector, key) != frame.substr(2) || !classic_access::of(memory_.trailer(sector)))
+    const auto key = byte_at(frame, 0) == auth_key_a ? classic_key::a : classic_key::b;
+    if (block >= classic_memory::block_count || memory_.key(sector, key) != frame.substr(2) ||
+        !classic_access::of(memory_.trailer(sector))) {
+        fall_silent();
         return card_answer::silent();
-    listens_ = true;
+    }
     session_ = {sector, key};
     return card_answer::acknowledge();
 }
@@ -252,17 +237,17 @@ void classic_card::write_block(unsigned block, std::string_view bytes)
         if (access && access->may_write(part, session_->key))
             kept.replace(from, size, bytes.substr(from, size));
     };
-    take(trailer_part::key_a, 0, 6);
-    take(trailer_part::access_bits, 6, 4);
-    take(trailer_part::key_b, 10, 6);
+    take(trailer_part::key_a, classic_memory::key_a_at, classic_memory::key_size);
+    take(trailer_part::access_bits, classic_memory::access_at, classic_memory::key_b_at - classic_memory::access_at);
+    take(trailer_part::key_b, classic_memory::key_b_at, classic_memory::key_size);
 }
 
 std::string classic_card::readable_trailer(unsigned sector, const classic_access& access) const
 {
     std::string shown = memory_.trailer(sector);
-    shown.replace(0, classic_memory::key_size, classic_memory::key_size, '\0');
+    shown.replace(classic_memory::key_a_at, classic_memory::key_size, classic_memory::key_size, '\0');
     if (!access.key_b_readable())
-        shown.replace(10, classic_memory::key_size, classic_memory::key_size, '\0');
+        shown.replace(classic_memory::key_b_at, classic_memory::key_size, classic_memory::key_size, '\0');
     return shown;
 }
 

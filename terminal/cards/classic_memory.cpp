@@ -25,6 +25,8 @@ classic_memory::classic_memory(const card_file& file) : uid_(file.bytes("uid").v
 {
     if (uid_.size() != 4 && uid_.size() != 7)
         throw std::invalid_argument("a classic card's \"uid\" must be 4 or 7 bytes in hexadecimal digits");
+    if (uid_.size() == 4 && uid_[0] == '\x88')
+        throw std::invalid_argument("a \"uid\" of 4 bytes must not begin with 88, which announces a longer one");
     for (unsigned number = 0; number < block_count; ++number)
         blocks_.at(number) = is_trailer(number) ? delivered_trailer() : std::string(block_size, '\0');
     blocks_[0] = manufacturer_block();
@@ -87,10 +89,10 @@ void classic_memory::put_into(card_file& file) const
         if (is_trailer(number) && bytes != delivered_trailer()) {
             card_file sector;
             sector.put_number("sector", sector_of(number))
-                .put_bytes("key_a", bytes.substr(0, 6))
-                .put_bytes("access", bytes.substr(6, 3))
-                .put_bytes("user_byte", bytes.substr(9, 1))
-                .put_bytes("key_b", bytes.substr(10));
+                .put_bytes("key_a", bytes.substr(key_a_at, key_size))
+                .put_bytes("access", bytes.substr(access_at, user_byte_at - access_at))
+                .put_bytes("user_byte", bytes.substr(user_byte_at, key_b_at - user_byte_at))
+                .put_bytes("key_b", bytes.substr(key_b_at, key_size));
             sectors.push_back(std::move(sector));
         } else if (!is_trailer(number) &&
                    bytes != (number == 0 ? manufacturer_block() : std::string(block_size, '\0'))) {
@@ -102,7 +104,7 @@ void classic_memory::put_into(card_file& file) const
 
 std::string_view classic_memory::key(unsigned sector, classic_key which) const
 {
-    return std::string_view(trailer(sector)).substr(which == classic_key::a ? 0 : 10, key_size);
+    return std::string_view(trailer(sector)).substr(which == classic_key::a ? key_a_at : key_b_at, key_size);
 }
 
 } // namespace kt::terminal

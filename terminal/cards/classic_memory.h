@@ -17,6 +17,12 @@ public:
     static constexpr unsigned block_size = 16;
     static constexpr unsigned key_size = 6;
 
+    // Where the parts of a trailer begin; the user byte is written with the access bits.
+    static constexpr unsigned key_a_at = 0;
+    static constexpr unsigned access_at = 6;
+    static constexpr unsigned user_byte_at = 9;
+    static constexpr unsigned key_b_at = 10;
+
     static unsigned sector_of(unsigned block) { return block / 4; }
     static bool is_trailer(unsigned block) { return block % 4 == 3; }
 

@@ -39,13 +39,12 @@ public:
     }
 
     const card_identity& identity() const override { return identity_; }
-    void power_up() override {} // it keeps nothing that is lost without power
-    void exchange(std::string_view frame, reply answered) override;
     std::string file() const override;
 
 private:
     using blocks = std::vector<std::string*>;
 
+    void asked(std::string_view frame, reply answered) override;
     std::optional<std::string> answer(std::string_view frame);
     std::optional<std::string> polled(felica_packet packet) const;
     std::optional<std::string> key_versions(felica_packet packet) const;
@@ -67,17 +66,14 @@ private:
 std::string felica_card::file() const
 {
     card_file file;
-    file.put("card", "felica");
-    if (!name_.empty())
-        file.put("name", name_);
-    file.put_bytes("idm", identity_.uid).put_bytes("pmm", pmm_).put_bytes("system", system_);
+    file.put_head("felica", name_).put_bytes("idm", identity_.uid).put_bytes("pmm", pmm_).put_bytes("system", system_);
     file.put_number("key_version", key_version_);
     put_felica_services(services_, file);
     return file.written();
 }
 
 /** Puts the length byte before the answer. */
-void felica_card::exchange(std::string_view frame, reply answered)
+void felica_card::asked(std::string_view frame, reply answered)
 {
     const auto body = answer(frame);
     answered(body ? card_answer::of(static_cast<char>(body->size() + 1) + *body) : card_answer::silent());

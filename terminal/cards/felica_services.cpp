@@ -10,7 +10,7 @@ namespace kt::terminal {
 
 namespace {
 
-constexpr std::uint32_t most_blocks = 0xFFFF;
+constexpr std::size_t most_blocks = 1024; // several times what such cards have
 
 std::string digits_of(std::uint16_t code)
 {
@@ -57,11 +57,16 @@ std::vector<felica_service> felica_services_of(const card_file& file)
 {
     std::vector<felica_service> services;
     std::set<std::uint16_t> taken;
+    std::size_t all_blocks = 0;
     for (const card_file& each : file.list("services")) {
         felica_service service;
         service.codes = codes_of(each, taken);
         service.key_version = static_cast<std::uint16_t>(each.number("key_version", 0, 0xFFFE)); // FFFF: no service
         const std::uint32_t count = each.number("size", 1, most_blocks);
+        all_blocks += count;
+        if (all_blocks > most_blocks)
+            throw std::invalid_argument("the services of a FeliCa card must have no more than " +
+                                        std::to_string(most_blocks) + " blocks together");
         service.blocks.assign(count, std::string(felica_service::block_size, '\0'));
         for (auto& [number, bytes] : each.blocks("blocks", felica_service::block_size, count))
             service.blocks[number] = bytes;

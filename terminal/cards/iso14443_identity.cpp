@@ -1,6 +1,8 @@
 /** Reads and writes the identities of cards with ISO 14443-4. */
 #include "terminal/cards/iso14443_identity.h"
 
+#include "terminal/cards/card_bytes.h"
+
 #include <bit>
 #include <stdexcept>
 
@@ -14,11 +16,6 @@ constexpr std::uint8_t iso14443_4_in_sak = 0x20;
 constexpr std::uint8_t uid_goes_on_in_sak = 0x04;
 constexpr std::uint8_t iso14443_4_in_protocol = 0x01;
 constexpr char atqb_begin = 0x50;
-
-std::uint8_t byte_at(const std::string& bytes, std::size_t index)
-{
-    return static_cast<std::uint8_t>(bytes.at(index));
-}
 
 /** Its length byte counts itself; the second byte tells which of three interface bytes follow. */
 bool is_ats(const std::string& bytes)
@@ -41,9 +38,11 @@ std::string usual_atqa(std::size_t uid_size)
 card_identity type_a(const card_file& file)
 {
     card_identity read;
-    read.uid = file.bytes("uid").value_or("\x08\x14\x44\x03"s);
+    read.uid = file.bytes("uid").value_or("\x24\x14\x44\x03"s);
     if (read.uid.size() != 4 && read.uid.size() != 7 && read.uid.size() != 10)
         throw std::invalid_argument("a card's \"uid\" must be 4, 7 or 10 bytes in hexadecimal digits");
+    if (read.uid.size() == 4 && read.uid[0] == '\x88')
+        throw std::invalid_argument("a \"uid\" of 4 bytes must not begin with 88, which announces a longer one");
     const std::string atqa = file.bytes_like("atqa", usual_atqa(read.uid.size()));
     read.atqa = static_cast<std::uint16_t>(byte_at(atqa, 0) | byte_at(atqa, 1) << 8);
     read.sak = byte_at(file.bytes_like("sak", "\x20"s), 0);

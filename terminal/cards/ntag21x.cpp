@@ -1,3 +1,4 @@
+/** The kinds of NTAG21x, their counter and their mirror. */
 #include "terminal/cards/ntag21x.h"
 
 #include <algorithm>
@@ -129,9 +130,9 @@ std::string ntag21x::page_as_read(unsigned page) const
     return bytes;
 }
 
-void ntag21x::forget()
+void ntag21x::powered()
 {
-    password_card::forget();
+    password_card::powered();
     counted_ = false;
 }
 

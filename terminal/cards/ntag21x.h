@@ -21,7 +21,7 @@ protected:
     std::string page_as_read(unsigned page) const override;
     card_answer own_command(std::string_view frame) override;
     void reading() override;
-    void forget() override;
+    void powered() override;
     void describe(card_file& into) const override;
 
 private:

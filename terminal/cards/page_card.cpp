@@ -1,3 +1,4 @@
+/** The commands that all cards with pages of four bytes know. */
 #include "terminal/cards/page_card.h"
 
 #include <algorithm>
@@ -35,35 +36,24 @@ void page_card::fill(const card_file& file)
     }
 }
 
-void page_card::power_up()
+void page_card::powered()
 {
-    deselect();
-    selected_ = true;
-    forget();
-}
-
-void page_card::deselect()
-{
-    selected_ = false;
     authenticated_ = false;
     to_write_.reset();
 }
 
-void page_card::exchange(std::string_view frame, reply answered)
+void page_card::asked(std::string_view frame, reply answered)
 {
-    if (!selected_)
-        return answered(card_answer::silent());
     card_answer answer = answer_to(frame);
     if (answer.is != card_answer::form::bytes && !answer.is_acknowledgement())
-        deselect();
+        fall_silent();
     answered(std::move(answer));
 }
 
-void page_card::lose_power_during(std::string_view frame)
+void page_card::torn(std::string_view frame)
 {
-    if (selected_)
-        torn(frame);
-    deselect();
+    if (!to_write_)
+        torn_command(frame);
 }
 
 card_answer page_card::answer_to(std::string_view frame)
@@ -131,10 +121,7 @@ card_answer page_card::own_command(std::string_view /*frame*/)
 std::string page_card::file() const
 {
     card_file written;
-    written.put("card", kind_);
-    if (!name_.empty())
-        written.put("name", name_);
-    written.put_bytes("uid", identity_.uid);
+    written.put_head(kind_, name_).put_bytes("uid", identity_.uid);
     describe(written);
     std::map<std::uint32_t, std::string> pages;
     for (unsigned page = page_memory::static_lock_page; page < secret_from_; ++page)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "terminal/cards/card.h"
+#include "terminal/cards/card_bytes.h"
 #include "terminal/cards/card_file.h"
 #include "terminal/cards/page_memory.h"
 
@@ -25,10 +26,6 @@ struct page_card_refusal {
 class page_card : public card {
 public:
     const card_identity& identity() const override { return identity_; }
-    void power_up() override;
-    void exchange(std::string_view frame, reply answered) override;
-    /** A page keeps what it held. */
-    void lose_power_during(std::string_view frame) override;
     std::string file() const override;
 
 protected:
@@ -52,9 +49,10 @@ protected:
     virtual card_answer answer_to(std::string_view frame);
     /** A command that is not common to all these cards. */
     virtual card_answer own_command(std::string_view frame);
-    /** What lasts no longer than the selection. */
-    virtual void forget() {}
-    virtual void torn(std::string_view /*frame*/) {}
+    /** What lasts no longer than the selection is forgotten. */
+    void powered() override;
+    /** A command that would have been carried out as such lost its power; a page keeps what it held. */
+    virtual void torn_command(std::string_view /*frame*/) {}
     virtual void describe(card_file& into) const = 0;
 
     /** Takes "memory" from the file. Called by the family once the kinds of its pages are set. */
@@ -67,9 +65,10 @@ protected:
     const page_memory& memory() const { return memory_; }
 
 private:
+    void asked(std::string_view frame, reply answered) override;
+    void torn(std::string_view frame) override;
     card_answer read(unsigned page);
     card_answer write(unsigned page, std::string_view bytes);
-    void deselect();
 
     std::string kind_;
     std::string name_;
@@ -77,17 +76,8 @@ private:
     page_memory memory_;
     unsigned secret_from_;
 
-    bool selected_ = false;
     bool authenticated_ = false;
     std::optional<unsigned> to_write_; // a COMPATIBILITY WRITE waits for its sixteen bytes
 };
-
-inline unsigned byte_at(std::string_view frame, std::size_t at)
-{
-    return static_cast<unsigned char>(frame[at]);
-}
-
-/** Makes the card of a file whose "card" is one of this family's kinds. */
-card_ptr page_card_of(const card_file& file);
 
 } // namespace kt::terminal

@@ -1,3 +1,4 @@
+/** Writing and locking pages. */
 #include "terminal/cards/page_memory.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+/** Passwords, configuration, version and signature. */
 #include "terminal/cards/password_card.h"
 
 namespace kt::terminal {
@@ -83,8 +84,9 @@ card_answer password_card::password(std::string_view given)
     return card_answer::of(pack());
 }
 
-void password_card::forget()
+void password_card::powered()
 {
+    page_card::powered();
     configuration_locked_ = (access() & locks_configuration) != 0;
 }
 

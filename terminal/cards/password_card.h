@@ -23,7 +23,7 @@ protected:
     bool writable(unsigned page) const override;
     std::string page_as_read(unsigned page) const override;
     card_answer own_command(std::string_view frame) override;
-    void forget() override;
+    void powered() override;
     void describe(card_file& into) const override;
 
     unsigned first_configuration_page() const { return memory().count() - 4; }

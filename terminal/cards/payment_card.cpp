@@ -73,23 +73,19 @@ public:
 
     const card_identity& identity() const override { return identity_; }
 
-    void power_up() override { reached_ = step::nothing; }
-
-    void exchange(std::string_view frame, reply answered) override { answered(card_answer::of(answer(frame))); }
-
     std::string file() const override
     {
         card_file written;
-        written.put("card", "payment");
-        if (!name_.empty())
-            written.put("name", name_);
-        written.put("type", identity_.family == card_family::type_b ? "b" : "a");
+        written.put_head("payment", name_).put("type", identity_.family == card_family::type_b ? "b" : "a");
         put_iso14443_identity(identity_, written);
         data_.put(written);
         return written.written();
     }
 
 private:
+    void powered() override { reached_ = step::nothing; }
+    void asked(std::string_view frame, reply answered) override { answered(card_answer::of(answer(frame))); }
+
     enum class step { nothing, directory, application, processing };
 
     std::string answer(std::string_view frame);

@@ -1,6 +1,8 @@
 /** Writes and reads the data objects of chip cards. */
 #include "terminal/cards/tlv.h"
 
+#include "terminal/cards/card_bytes.h"
+
 #include <stdexcept>
 
 namespace kt::terminal {
@@ -8,11 +10,6 @@ namespace kt::terminal {
 namespace {
 
 constexpr std::size_t longest_tag = 4;
-
-std::uint8_t byte_at(std::string_view bytes, std::size_t index)
-{
-    return static_cast<std::uint8_t>(bytes[index]);
-}
 
 void append(std::string& bytes, std::size_t value)
 {

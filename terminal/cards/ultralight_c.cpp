@@ -1,11 +1,10 @@
+/** The pages of Ultralight C, and its authentication. */
 #include "terminal/cards/ultralight_c.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <nettle/cbc.h>
-#include <nettle/des.h>
 #include <sys/random.h>
-#include <system_error>
+#include <utility>
 
 namespace kt::terminal {
 
@@ -60,41 +59,15 @@ std::string rotated(std::string bytes)
     return bytes;
 }
 
-enum class direction { encipher, decipher };
-
-/** Two-key Triple DES in CBC; @p chained becomes the last enciphered block. */
-std::string triple_des(direction way, std::string_view key, std::array<std::uint8_t, DES_BLOCK_SIZE>& chained,
-                       std::string_view text)
-{
-    const std::string three_keys = std::string(key) + std::string(key.substr(0, DES_KEY_SIZE));
-    des3_ctx context;
-    (void)des3_set_key(&context, reinterpret_cast<const std::uint8_t*>(three_keys.data())); // weak ones are used too
-    std::string result(text.size(), '\0');
-    auto* const out = reinterpret_cast<std::uint8_t*>(result.data());
-    const auto* const in = reinterpret_cast<const std::uint8_t*>(text.data());
-    if (way == direction::encipher)
-        cbc_encrypt(
-            &context,
-            [](const void* with, std::size_t length, std::uint8_t* to, const std::uint8_t* from) {
-                des3_encrypt(static_cast<const des3_ctx*>(with), length, to, from);
-            },
-            chained.size(), chained.data(), text.size(), out, in);
-    else
-        cbc_decrypt(
-            &context,
-            [](const void* with, std::size_t length, std::uint8_t* to, const std::uint8_t* from) {
-                des3_decrypt(static_cast<const des3_ctx*>(with), length, to, from);
-            },
-            chained.size(), chained.data(), text.size(), out, in);
-    return result;
-}
-
-std::string random_bytes(std::size_t count)
+/** Nothing: the kernel gives none. */
+std::optional<std::string> random_bytes(std::size_t count)
 {
     std::string bytes(count, '\0');
-    if (getrandom(bytes.data(), count, 0) != static_cast<ssize_t>(count)) // whole up to 256 bytes
-        throw std::system_error(errno, std::generic_category(), "getrandom");
-    return bytes;
+    ssize_t given = 0;
+    do
+        given = getrandom(bytes.data(), count, 0); // whole up to 256 bytes
+    while (given < 0 && errno == EINTR);
+    return given == static_cast<ssize_t>(count) ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 } // namespace
@@ -108,6 +81,9 @@ ultralight_c::ultralight_c(const card_file& file) : page_card(card_family::ultra
     }
     memory().one_way(lock_page, lock_bits);
     memory().settable(counter_page, counter_end);
+    memory().put(4, "\x02\x00\x00\x10"sv); // as delivered; what these three say is the manufacturer's
+    memory().put(5, "\x00\x06\x01\x10"sv);
+    memory().put(6, "\x11\xFF\x00\x00"sv);
     memory().put(auth0_page, "\x30\x00\x00\x00"sv); // no page protected
     fill(file);
     put_key(file.bytes_like("key", std::string(factory_key)));
@@ -142,6 +118,12 @@ unsigned ultralight_c::readable_pages() const
     return key_page;
 }
 
+void ultralight_c::powered()
+{
+    page_card::powered();
+    asked_.reset();
+}
+
 card_answer ultralight_c::store(unsigned page, std::string_view bytes)
 {
     if (page != counter_page)
@@ -173,21 +155,24 @@ card_answer ultralight_c::own_command(std::string_view frame)
 
 card_answer ultralight_c::ask()
 {
+    auto rnd_b = rnd_b_ ? rnd_b_ : random_bytes(block);
+    if (!rnd_b)
+        return card_answer::silent();
     challenge asked;
-    asked.rnd_b = rnd_b_ ? *rnd_b_ : random_bytes(block);
-    const std::string enciphered = triple_des(direction::encipher, key(), asked.chained, asked.rnd_b);
+    asked.rnd_b = *std::move(rnd_b);
+    const std::string enciphered = triple_des(cipher::encipher, key(), asked.chained, asked.rnd_b);
     asked_ = std::move(asked);
     return card_answer::of(more_follows + enciphered);
 }
 
 card_answer ultralight_c::check(challenge& asked, std::string_view enciphered)
 {
-    const std::string both = triple_des(direction::decipher, key(), asked.chained, enciphered);
+    const std::string both = triple_des(cipher::decipher, key(), asked.chained, enciphered);
     if (both.substr(block) != rotated(asked.rnd_b))
         return card_answer::refuse(page_card_refusal::invalid);
     authenticate();
     return card_answer::of(complete +
-                           triple_des(direction::encipher, key(), asked.chained, rotated(both.substr(0, block))));
+                           triple_des(cipher::encipher, key(), asked.chained, rotated(both.substr(0, block))));
 }
 
 void ultralight_c::describe(card_file& into) const

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "terminal/cards/page_card.h"
+#include "terminal/cards/triple_des.h"
 
 #include <array>
 #include <cstdint>
@@ -25,11 +26,11 @@ protected:
     card_answer store(unsigned page, std::string_view bytes) override;
     card_answer answer_to(std::string_view frame) override;
     card_answer own_command(std::string_view frame) override;
-    void forget() override { asked_.reset(); }
+    void powered() override;
     void describe(card_file& into) const override;
 
 private:
-    static constexpr std::size_t block = 8;
+    static constexpr std::size_t block = triple_des_block;
     struct challenge {
         std::string rnd_b;
         std::array<std::uint8_t, block> chained{}; // the last enciphered block, sent or received

@@ -1,3 +1,4 @@
+/** The counters of Ultralight EV1, and what tears them. */
 #include "terminal/cards/ultralight_ev1.h"
 
 #include <stdexcept>
@@ -70,19 +71,28 @@ card_answer ultralight_ev1::own_command(std::string_view frame)
     return password_card::own_command(frame);
 }
 
+bool ultralight_ev1::fits(const counter& into, std::uint32_t by)
+{
+    return by <= counter_end - into.value;
+}
+
 card_answer ultralight_ev1::increment(counter& each, std::uint32_t by)
 {
-    if (by > counter_end - each.value)
+    if (!fits(each, by))
         return card_answer::refuse(page_card_refusal::overflow);
     each.value += by;
     each.torn = false;
     return card_answer::acknowledge();
 }
 
-void ultralight_ev1::torn(std::string_view frame)
+/** An increment that would have been refused has begun nothing that could tear. */
+void ultralight_ev1::torn_command(std::string_view frame)
 {
-    if (frame.size() == increment_frame && byte_at(frame, 0) == increment_counter && byte_at(frame, 1) < counter_count)
-        counters_[byte_at(frame, 1)].torn = true;
+    if (frame.size() != increment_frame || byte_at(frame, 0) != increment_counter || byte_at(frame, 1) >= counter_count)
+        return;
+    counter& each = counters_[byte_at(frame, 1)];
+    if (fits(each, word_of(frame.substr(2, 3))))
+        each.torn = true;
 }
 
 void ultralight_ev1::describe(card_file& into) const

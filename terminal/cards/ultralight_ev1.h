@@ -15,7 +15,7 @@ public:
 
 protected:
     card_answer own_command(std::string_view frame) override;
-    void torn(std::string_view frame) override;
+    void torn_command(std::string_view frame) override;
     void describe(card_file& into) const override;
 
 private:
@@ -25,6 +25,7 @@ private:
     };
     static constexpr unsigned counter_count = 3;
 
+    static bool fits(const counter& into, std::uint32_t by);
     card_answer increment(counter& each, std::uint32_t by);
     ultralight_ev1(const card_file& file, unsigned pages);
 

@@ -1,6 +1,7 @@
 /** What a test does to keys, panel, battery, sleep and clock, as requests. */
 #include "terminal/client/connection.h"
 #include "terminal/json/json.h"
+#include "terminal/json/strict_json.h"
 
 namespace kt::terminal {
 
@@ -105,7 +106,8 @@ std::string virtual_terminal::phone(std::string_view members)
 
 void virtual_terminal::tap_card(std::string_view file)
 {
-    (void)connection_->ask({{"op", "card"}, {"tap", parsed_json(file, nullptr, true, true)}});
+    constexpr int deepest = 16; // what the terminal takes
+    (void)connection_->ask({{"op", "card"}, {"tap", parsed_json(file, strict_json(deepest), true, true)}});
 }
 
 void virtual_terminal::remove_cards()

@@ -40,6 +40,35 @@ json files_of(const std::vector<contact_ptr>& cards)
     return list;
 }
 
+struct waiting_card {
+    contact_ptr asking;
+    attached_command command;
+};
+
+/** The cards in the field whose command waits for an answer: all, or that of the "number" or "name". */
+std::vector<waiting_card> waiting_cards(const field& near, const json& wanted)
+{
+    const bool numbered = wanted.contains("number");
+    const auto number = static_cast<std::uint64_t>(number_of(wanted, "number", 0, many));
+    const auto name = optional_text(wanted, "name");
+    std::vector<waiting_card> found;
+    for (const contact_ptr& each : near.cards()) {
+        const auto* const attached = dynamic_cast<const attachable*>(each->what.get());
+        auto command = attached != nullptr ? attached->waiting_command() : std::nullopt;
+        if (command && (!numbered || command->number == number) && (!name || each->name == *name))
+            found.push_back({each, *std::move(command)});
+    }
+    return found;
+}
+
+void answer_one(const std::vector<waiting_card>& all, const std::string& answer)
+{
+    if (all.size() > 1)
+        throw refusal("several cards wait for an answer: tell the \"number\" of the command");
+    if (all.empty() || !dynamic_cast<attachable&>(*all[0].asking->what).answer(all[0].command.number, answer))
+        throw refusal("no such command waits for an answer");
+}
+
 /** The card of this name, in the field or torn away from it. */
 contact_ptr card_named(const field& searched, const std::string& name)
 {
@@ -100,27 +129,21 @@ json card_requests::card(const json& asked)
 parked_request card_requests::apdu(const json& asked)
 {
     const auto there = driver();
-    const auto waiting_card = [there]() -> contact_ptr {
-        for (const contact_ptr& each : there->near().cards())
-            if (const auto* const attached = dynamic_cast<const attachable*>(each->what.get());
-                attached != nullptr && attached->waiting_command())
-                return each;
-        return nullptr;
-    };
     parked_request waiting;
     waiting.deadline = deadline_of(asked);
     if (const auto answer = optional_text(asked, "answer")) {
-        const contact_ptr asking = waiting_card();
-        auto* const attached = asking != nullptr ? dynamic_cast<attachable*>(asking->what.get()) : nullptr;
-        if (attached == nullptr || !attached->answer(*answer))
-            throw refusal("no command waits for an answer");
+        answer_one(waiting_cards(there->near(), asked), *answer);
         waiting.again = [](bool) { return accepted(json::object()); };
         return waiting;
     }
-    waiting.again = [waiting_card](bool late) -> std::optional<std::string> {
-        if (const contact_ptr asking = waiting_card())
-            if (const auto command = dynamic_cast<const attachable&>(*asking->what).waiting_command())
-                return accepted({{"apdu_hex", to_hex(*command)}, {"name", asking->name}});
+    if (asked.contains("number") || asked.contains("name"))
+        throw refusal("\"number\" and \"name\" go with an answer");
+    waiting.again = [there](bool late) -> std::optional<std::string> {
+        const auto all = waiting_cards(there->near(), json::object());
+        if (!all.empty())
+            return accepted({{"apdu_hex", to_hex(all[0].command.bytes)},
+                             {"name", all[0].asking->name},
+                             {"number", all[0].command.number}});
         if (!late)
             return std::nullopt;
         return accepted({{"apdu_hex", nullptr}});

@@ -4,11 +4,13 @@
 #include "terminal/control/ctl_device_request.h"
 #include "terminal/control/ctl_request.h"
 #include "terminal/json/json.h"
+#include "terminal/json/strict_json.h"
 
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 
 namespace kt::terminal {
 
@@ -48,10 +50,15 @@ json card_of(const std::string& word)
     std::stringstream text;
     if (!(text << file.rdbuf()))
         throw usage_error("\"" + word + "\" is neither a card's file nor one of the samples" + samples());
-    json card = parsed_json(text.str(), nullptr, false, true);
-    if (!card.is_object())
-        throw usage_error(path.string() + " is no JSON object");
-    return card;
+    constexpr int deepest = 16;
+    try {
+        json card = parsed_json(text.str(), strict_json(deepest), false, true);
+        if (!card.is_object())
+            throw usage_error(path.string() + " is no JSON object");
+        return card;
+    } catch (const std::invalid_argument& refused) {
+        throw usage_error(path.string() + ": " + refused.what());
+    }
 }
 
 json card_request(const word_list& operands)
@@ -75,10 +82,12 @@ json apdu_request(const word_list& operands)
     json request = {{"op", "apdu"}};
     if (operands.size() == 1) {
         request["timeout_ms"] = whole_number("MS", operands[0]);
-    } else if (operands.size() == 2) {
+    } else if (!operands.empty()) {
         if (operands[0] != "answer")
-            throw usage_error("behind \"apdu\" stands nothing, MS or \"answer HEX\"");
+            throw usage_error("behind \"apdu\" stands nothing, MS or \"answer HEX [NUMBER]\"");
         request["answer_hex"] = operands[1];
+        if (operands.size() == 3)
+            request["number"] = whole_number("NUMBER", operands[2]);
     }
     return request;
 }
@@ -97,7 +106,7 @@ json ctl_card_request(const std::string& command, const word_list& words)
         (void)said.operands(0, 0);
         return {{"op", "phone"}};
     }
-    return command == "card" ? card_request(said.operands(1, 2)) : apdu_request(said.operands(0, 2));
+    return command == "card" ? card_request(said.operands(1, 2)) : apdu_request(said.operands(0, 3));
 }
 
 std::string ctl_card_text(const json& answer)
@@ -113,7 +122,8 @@ std::string ctl_card_text(const json& answer)
                     (std::string(list) == "pulled" ? "\tpulled away" : "") + "\n";
     }
     if (answer.contains("apdu_hex")) // the command first: a script cuts it off
-        return answer["apdu_hex"].get<std::string>() + "\t" + answer.at("name").get<std::string>() + "\n";
+        return answer["apdu_hex"].get<std::string>() + "\t" + answer.at("name").get<std::string>() + "\t" +
+               answer.at("number").dump() + "\n";
     if (answer.contains("reads"))
         return ctl_state_text(answer);
     if (answer.contains("name"))

@@ -82,8 +82,9 @@ Speaks to a running terminal: the only one, or that called NAME.
   card show NAME               print a card's file as it is now
   reader [NAME=VALUE...]       print the reader, after changes: delay_ms=500 (slow cards) noise=20 (percent of the answers)
                                seed=1 busy=on pull_after=3 (exchanges, then the card is torn away; pull_after=: not)
-  apdu [MS]                    print the next command for a card with an attached program; waits up to 10 s, or MS
-  apdu answer HEX              answer it: "apdu answer 9000"
+  apdu [MS]                    print the next command for a card with an attached program, the card's name and the command's
+                               number; waits up to 10 s, or MS
+  apdu answer HEX [NUMBER]     answer it: "apdu answer 9000"
   phone                        print what a phone reads from the terminal
 
   terminals                    print the running terminals

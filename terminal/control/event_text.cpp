@@ -1,14 +1,9 @@
 /** One line per event, columns first, bytes that do not print as C escapes. */
 #include "terminal/control/event_text.h"
 
-#include "terminal/protocol/bytes_json.h"
-#include "terminal/reader/record.h"
-#include "terminal/reader/request_table.h"
+#include "terminal/reader/record_text.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
 
 namespace kt::terminal {
 
@@ -35,37 +30,6 @@ std::string quoted(const std::string& bytes)
     return text + "\"";
 }
 
-/** A request on the contactless reader: a thousand bytes are nothing to read. */
-std::string reader_record_text(std::uint32_t request, const std::string& bytes)
-{
-    constexpr std::uint8_t emulate_config = 0x4D;
-    const auto number = static_cast<std::uint8_t>(request);
-    const request_row* const row = row_of(number);
-    std::string text = row != nullptr ? " " + std::string(row->name) : "";
-    if (number == emulate_config) {
-        emulation_record record{};
-        std::memcpy(&record, bytes.data(), sizeof record);
-        return text + " header " + std::to_string(record.header_length) + " blocks " +
-               std::to_string(record.block_count);
-    }
-    reader_record record{};
-    std::memcpy(&record, bytes.data(), sizeof record);
-    const std::size_t shown = std::min<std::size_t>(record.transmit_length, reader_record::most);
-    text += " transmit " + std::to_string(record.transmit_length);
-    if (shown != 0)
-        text += " " + to_hex(bytes.substr(0, shown));
-    text += " receive " + std::to_string(record.receive_length);
-    return text + " parameter " + std::to_string(record.parameter);
-}
-
-bool is_reader_record(const event& happened)
-{
-    constexpr std::uint32_t all_requests = 0xC0044D00;
-    constexpr std::uint32_t number_mask = 0xFF;
-    return happened.kind == "ioctl" && (happened.request & ~number_mask) == all_requests &&
-           happened.data.size() == sizeof(reader_record);
-}
-
 } // namespace
 
 std::string event_text(const event& happened)
@@ -83,8 +47,8 @@ std::string event_text(const event& happened)
         std::snprintf(request, sizeof request, " 0x%08X", happened.request);
         line += request;
     }
-    if (is_reader_record(happened)) {
-        line += reader_record_text(happened.request, happened.data);
+    if (const auto record = reader_record_text(happened.request, happened.data)) {
+        line.append(" ").append(*record);
     } else if (happened.kind == "shell") {
         line.append(" ").append(quoted(happened.data)); // the arguments say no more
     } else {

@@ -99,30 +99,40 @@ void change(chip& driver, const json& wanted)
 {
     only_known(wanted, "\"set\"", {"delay_ms", "noise", "seed", "busy", "pull_after"});
     constexpr std::int64_t all = 100;
-    field_settings air = driver.near().settings();
-    air.delay = milliseconds(number_of(wanted, "delay_ms", air.delay.count(), longest_ms));
-    air.noise = static_cast<unsigned>(number_of(wanted, "noise", air.noise, all));
-    if (const auto after = wanted.find("pull_after"); after != wanted.end()) {
-        air.pull_after.reset();
-        if (!after->is_null())
-            air.pull_after = static_cast<unsigned>(number_of(wanted, "pull_after", 0, many));
-    }
+    const std::int64_t delay = number_of(wanted, "delay_ms", 0, longest_ms);
+    const std::int64_t noise = number_of(wanted, "noise", 0, all);
+    const auto after = wanted.find("pull_after");
+    std::optional<unsigned> pull_after;
+    if (after != wanted.end() && !after->is_null())
+        pull_after = static_cast<unsigned>(number_of(wanted, "pull_after", 0, many));
     const std::uint32_t seed = word_of(wanted, "seed");
     const bool busy = flag_of(wanted, "busy");
     // Nothing is refused from here on.
-    driver.near().change(air);
+    driver.near().change([&](field_settings& air) {
+        if (wanted.contains("delay_ms"))
+            air.delay = milliseconds(delay);
+        if (wanted.contains("noise"))
+            air.noise = static_cast<unsigned>(noise);
+        if (after != wanted.end())
+            air.pull_after = pull_after;
+    });
     if (wanted.contains("seed"))
         driver.near().seed(seed);
     if (wanted.contains("busy"))
         driver.with_state([&](reader_state& now) { now.busy = busy; });
 }
 
-json name_of_family(reader_family family)
+json shown_family(reader_family family)
 {
-    constexpr const char* names[] = {"", "tcl", "rid", "mfcl", "felica", "mful_c", "ntag21x", "mful_ev1"};
-    if (family == reader_family::none)
-        return nullptr;
-    return names[static_cast<std::size_t>(family)];
+    const std::string_view name = name_of(family);
+    return name.empty() ? json(nullptr) : json(name);
+}
+
+void put_contents(json& shown, const emulated_card& card)
+{
+    shown["header_hex"] = to_hex(card.header);
+    shown["blocks_hex"] = to_hex(card.blocks);
+    shown["block_count"] = card.blocks.size() / emulation_record::block_size;
 }
 
 json emulation_of(const emulated_card& card)
@@ -130,9 +140,7 @@ json emulation_of(const emulated_card& card)
     if (!card.begun)
         return nullptr;
     json shown = {{"configured", card.configured}, {"running", card.running}};
-    shown["header_hex"] = to_hex(card.header);
-    shown["blocks_hex"] = to_hex(card.blocks);
-    shown["block_count"] = card.blocks.size() / emulation_record::block_size;
+    put_contents(shown, card);
     return shown;
 }
 
@@ -144,7 +152,7 @@ json state_of(chip& driver)
     hce["ndef_hex"] = to_hex(state.tag.ndef);
     return {{"open", state.opened},
             {"busy", state.busy},
-            {"family", name_of_family(state.family)},
+            {"family", shown_family(state.family)},
             {"power", state.power},
             {"type_a", state.type_a},
             {"type_b", state.type_b},
@@ -181,9 +189,7 @@ json card_requests::phone(const json&)
         seen["ndef_hex"] = to_hex(state.tag.ndef);
     } else if (state.emulated.running) {
         seen["reads"] = "card";
-        seen["header_hex"] = to_hex(state.emulated.header);
-        seen["blocks_hex"] = to_hex(state.emulated.blocks);
-        seen["block_count"] = state.emulated.blocks.size() / emulation_record::block_size;
+        put_contents(seen, state.emulated);
     }
     return seen;
 }

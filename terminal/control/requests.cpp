@@ -142,7 +142,7 @@ const requests::operation requests::operations[] = {
     {"clock", nullptr, operation::clock, {"set", "advance_ms"}},
     {"reader", operation::cards<&card_requests::reader>, nullptr, {"set", "script", "forget"}},
     {"card", operation::cards<&card_requests::card>, nullptr, {"tap", "remove", "show"}},
-    {"apdu", nullptr, operation::apdu, {"answer", "timeout_ms"}},
+    {"apdu", nullptr, operation::apdu, {"answer", "number", "name", "timeout_ms"}},
     {"phone", operation::cards<&card_requests::phone>, nullptr, {}},
     {"stop", operation::own<&requests::stop>, nullptr, {}},
 };

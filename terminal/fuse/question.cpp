@@ -110,20 +110,43 @@ request_question::given with_whole_record(request_question::given what)
     return what;
 }
 
+/** A device's whole record is in the journal's line from the beginning: whoever ends the call writes it down. */
+event with_data(event happened, const request_question::given& what)
+{
+    if (what.record_size != 0)
+        happened.data = what.in;
+    return happened;
+}
+
 } // namespace
 
 request_question::request_question(operations& server, fuse_req_t asked, journal* lines, event happened, given what)
-    : question(server, asked, lines, std::move(happened)), given_(with_whole_record(std::move(what)))
+    : request_question(with_whole_record(std::move(what)), server, asked, lines, std::move(happened))
 {
-    if (given_.record_size != 0)
-        record_ = given_.in;
+}
+
+request_question::request_question(given whole, operations& server, fuse_req_t asked, journal* lines, event happened)
+    : question(server, asked, lines, with_data(std::move(happened), whole)), given_(std::move(whole))
+{
+}
+
+/** For the journal, unless the whole record is there from the beginning. */
+void request_question::remember(const void* record, std::size_t size)
+{
+    if (given_.record_size == 0 && record_.empty())
+        record_.assign(static_cast<const char*>(record), size);
+}
+
+void request_question::put_record_down()
+{
+    if (journalled() && given_.record_size == 0)
+        happened().data = std::move(record_);
 }
 
 void request_question::fail(int error)
 {
     answer([&](fuse_req_t asked) {
-        if (journalled())
-            happened().data = std::move(record_);
+        put_record_down();
         refused(asked, error);
     });
 }
@@ -131,8 +154,7 @@ void request_question::fail(int error)
 int request_question::value()
 {
     const int number = device_request::value();
-    if (record_.empty())
-        record_.assign(reinterpret_cast<const char*>(&number), sizeof number);
+    remember(&number, sizeof number);
     return number;
 }
 
@@ -146,8 +168,8 @@ bool request_question::copy_in(void* to, std::uint64_t address, std::size_t size
             return false;
         std::memcpy(to, bytes->data(), size);
     }
-    if (record_.empty() && address == given_.argument)
-        record_.assign(static_cast<const char*>(to), size);
+    if (address == given_.argument)
+        remember(to, size);
     return true;
 }
 
@@ -163,8 +185,7 @@ bool request_question::copy_out(std::uint64_t address, const void* from, std::si
     }
     if (address == given_.argument) {
         out_.assign(bytes, std::min(size, given_.room)); // the kernel writes this part, perhaps once more
-        if (record_.empty())
-            record_.assign(bytes, size);
+        remember(from, size);
     }
     return true;
 }
@@ -172,10 +193,8 @@ bool request_question::copy_out(std::uint64_t address, const void* from, std::si
 void request_question::done(int result)
 {
     answer([&](fuse_req_t asked) {
-        if (journalled()) {
-            happened().data = std::move(record_);
-            happened().result = result;
-        }
+        put_record_down();
+        happened().result = result;
         write_down();
         fuse_reply_ioctl(asked, result, out_.data(), out_.size());
     });

@@ -104,8 +104,13 @@ public:
     void done(int result) override;
 
 private:
+    request_question(given whole, operations& server, fuse_req_t asked, journal* lines, event happened);
+
+    void remember(const void* record, std::size_t size);
+    void put_record_down();
+
     const given given_;
-    std::string record_; // for the journal: the first record that was given or handed out
+    std::string record_; // for the journal: the first record that was given or handed out, unless it is there already
     std::string out_;
 };
 

@@ -2,12 +2,13 @@
 #include "terminal/model/profile_reader.h"
 
 #include "terminal/json/json.h"
+#include "terminal/json/strict_json.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <set>
+#include <stdexcept>
 
 namespace kt::terminal {
 
@@ -16,6 +17,7 @@ namespace {
 using json = nlohmann::ordered_json;
 
 constexpr int most_ancestors = 8;
+constexpr int deepest = 32;
 constexpr std::size_t page = 4096; // what an attribute can show
 
 /** Takes away what places of another map are taken away for, with all below them. */
@@ -41,25 +43,6 @@ void lay_over(Changes& below, const Changes& above)
             below.insert_or_assign(path, state);
 }
 
-/** Refuses a key that stands twice in one object, where the parser would let the last one win. */
-class twice_detector {
-public:
-    bool operator()(int, json::parse_event_t event, json& parsed)
-    {
-        if (event == json::parse_event_t::object_start) {
-            open_.emplace_back();
-        } else if (event == json::parse_event_t::object_end) {
-            open_.pop_back();
-        } else if (event == json::parse_event_t::key && !open_.back().insert(parsed.get<std::string>()).second) {
-            throw profile_error("\"" + parsed.get<std::string>() + "\" stands there twice");
-        }
-        return true;
-    }
-
-private:
-    std::vector<std::set<std::string>> open_;
-};
-
 json parse(const std::string& file)
 {
     std::ifstream stream(file, std::ios::binary);
@@ -69,11 +52,11 @@ json parse(const std::string& file)
     try {
         constexpr bool throwing = true;
         constexpr bool comments = true;
-        return parsed_json(text, twice_detector(), throwing, comments);
+        return parsed_json(text, strict_json(deepest), throwing, comments);
     } catch (const json::parse_error& error) {
         const std::string what = error.what(); // "[json.exception.parse_error.101] parse error at line 3, column 5: …"
         throw profile_error(file + ": " + what.substr(std::min(what.find("] ") + 2, what.size())));
-    } catch (const profile_error& error) {
+    } catch (const std::invalid_argument& error) {
         throw profile_error(file + ": " + error.what());
     }
 }

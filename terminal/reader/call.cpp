@@ -47,8 +47,28 @@ bool reader_call::receive(std::string_view bytes)
 
 device_request_ptr reader_call::take()
 {
-    const std::lock_guard lock(mutex_);
-    return std::move(asked_);
+    std::vector<std::function<void()>> told;
+    device_request_ptr asked;
+    {
+        const std::lock_guard lock(mutex_);
+        told.swap(told_);
+        asked = std::move(asked_);
+    }
+    for (const auto& each : told)
+        each();
+    return asked;
+}
+
+void reader_call::when_over(std::function<void()> told)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        if (asked_ != nullptr) {
+            told_.push_back(std::move(told));
+            return;
+        }
+    }
+    told();
 }
 
 void reader_call::done(int result)

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kt::terminal {
 
@@ -41,6 +42,9 @@ public:
     void fail_with_record(int error);
     bool is_over() const;
 
+    /** @p told is called when it is over, before the answer and without locks: at once if it is. */
+    void when_over(std::function<void()> told);
+
     /** From now on a signal ends it with EINTR. */
     static void be_interruptible(const std::shared_ptr<reader_call>& waiting);
 
@@ -49,6 +53,7 @@ private:
 
     mutable std::mutex mutex_;
     device_request_ptr asked_; // null: answered
+    std::vector<std::function<void()>> told_{};
     const std::function<void()> over_;
 };
 

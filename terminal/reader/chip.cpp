@@ -3,6 +3,7 @@
 
 #include "terminal/model/timers.h"
 #include "terminal/reader/request_table.h"
+#include "terminal/reader/requests.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +11,29 @@
 #include <utility>
 
 namespace kt::terminal {
+
+std::string_view name_of(reader_family family)
+{
+    switch (family) {
+    case reader_family::tcl:
+        return "tcl";
+    case reader_family::rid:
+        return "rid";
+    case reader_family::mfcl:
+        return "mfcl";
+    case reader_family::felica:
+        return "felica";
+    case reader_family::mful_c:
+        return "mful_c";
+    case reader_family::ntag21x:
+        return "ntag21x";
+    case reader_family::mful_ev1:
+        return "mful_ev1";
+    case reader_family::none:
+        break;
+    }
+    return {};
+}
 
 void reader_state::let_go()
 {
@@ -31,29 +55,25 @@ int chip::open()
 
 void chip::close()
 {
+    reader_state last; // its cards go without the lock
     const std::lock_guard lock(mutex_);
-    if (--state_.opened > 0)
-        return;
-    state_.let_go();
-    state_.emulated = {};
-    state_.tag = {};
+    if (--state_.opened == 0)
+        last = std::exchange(state_, {.busy = state_.busy});
 }
 
 void chip::control(device_request_ptr asked)
 {
-    constexpr std::uint32_t all_requests = 0xC0044D00; // MIPS's _IOWR('M', 0, int), on every machine
-    constexpr std::uint32_t number_mask = 0xFF;
-    if ((asked->number() & ~number_mask) != all_requests)
+    const auto request = reader_request_of(asked->number());
+    if (!request)
         return asked->fail(ENOTTY);
     reader_record record{};
     if (!asked->copy_in(&record, asked->argument(), sizeof record))
         return asked->fail(EFAULT);
-    const auto request = static_cast<std::uint8_t>(asked->number() & number_mask);
     call_ptr call;
     {
         const std::lock_guard lock(mutex_);
         const std::uint64_t number = ++last_number_;
-        call = std::make_shared<reader_call>(std::move(asked), request, record, [weak = weak_from_this(), number] {
+        call = std::make_shared<reader_call>(std::move(asked), *request, record, [weak = weak_from_this(), number] {
             if (const auto self = weak.lock())
                 self->over(number);
         });
@@ -68,7 +88,7 @@ void chip::begin_next()
     call_ptr next;
     {
         const std::lock_guard lock(mutex_);
-        if (under_way_ != 0 || queue_.empty())
+        if (under_way_ != 0 || steps_ != 0 || queue_.empty())
             return;
         under_way_ = queue_.front().number;
         next = queue_.front().call;
@@ -93,21 +113,39 @@ void chip::over(std::uint64_t number)
     begin_next();
 }
 
+void chip::step_begins()
+{
+    const std::lock_guard lock(mutex_);
+    ++steps_;
+}
+
+void chip::step_ends()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        --steps_;
+    }
+    begin_next();
+}
+
 void chip::begin(const call_ptr& call)
 {
     std::optional<scripted_answer> scripted;
     {
         const std::lock_guard lock(mutex_);
+        if (call->is_over()) // by a signal, before its turn: the answer is another's
+            return;
         scripted = script_.take(call->number);
     }
     if (!scripted)
         return carry_out(call);
     if (scripted->delay.count() == 0)
         return answer(call, *scripted);
-    timers::shared().at(timers::clock::now() + scripted->delay, [call, how = std::move(*scripted)] {
-        if (!call->is_over())
-            answer(call, how);
-    });
+    timers::shared().at(timers::clock::now() + scripted->delay,
+                        [weak = std::weak_ptr<reader_call>(call), how = std::move(*scripted)] {
+                            if (const auto waiting = weak.lock(); waiting != nullptr && !waiting->is_over())
+                                answer(waiting, how);
+                        });
 }
 
 void chip::answer(const call_ptr& call, const scripted_answer& how)
@@ -127,12 +165,15 @@ void chip::carry_out(const call_ptr& call)
     if (row == nullptr)
         return call->fail(ENOTTY);
     request_turn turn{shared_from_this(), call, row->family, nullptr};
-    if (row->needs_open) {
-        turn.card = with_state([&](const reader_state& now) { return now.family == row->family ? now.card : nullptr; });
-        if (turn.card == nullptr)
-            return call->fail(ENOTCONN);
-    }
-    guarded(turn, [&] { row->act(turn); });
+    guarded(turn, [&] {
+        if (row->needs_open()) {
+            turn.card =
+                with_state([&](const reader_state& now) { return now.family == row->family ? now.card : nullptr; });
+            if (turn.card == nullptr)
+                throw request_refused{ENOTCONN};
+        }
+        row->act(turn);
+    });
 }
 
 void chip::add_script(const std::vector<scripted_answer>& answers)

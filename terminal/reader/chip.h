@@ -14,12 +14,16 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kt::terminal {
 
 /** Which requests a card has been opened for; rid is tcl on numbers of its own. */
 enum class reader_family { none, tcl, rid, mfcl, felica, mful_c, ntag21x, mful_ev1 };
+
+/** As in its requests' names; empty: none. */
+std::string_view name_of(reader_family family);
 
 /** What the driver remembers. */
 struct reader_state {
@@ -59,6 +63,11 @@ public:
 
     field& near() { return *field_; } /**< The cards. */
 
+    // Around each step of a request: the next one begins when none is under way, also where a signal has ended the
+    // request in the middle of its step.
+    void step_begins();
+    void step_ends();
+
     /** Looks at the state, or changes it, under the chip's lock. */
     template <typename Use>
     auto with_state(Use use)
@@ -88,6 +97,7 @@ private:
     reader_script script_;
     std::deque<queued> queue_;    // the first one may be under way
     std::uint64_t under_way_ = 0; // 0: none is
+    unsigned steps_ = 0;          // that run now
     std::uint64_t last_number_ = 0;
     const std::shared_ptr<field> field_ = std::make_shared<field>();
 };

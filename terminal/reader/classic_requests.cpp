@@ -47,7 +47,7 @@ void change_value(const request_turn& turn, char command, const std::string& ope
 void set_key(const request_turn& turn)
 {
     const std::string key = turn.call->operand(key_size);
-    turn.on->with_state([&](reader_state& now) { now.key = key; });
+    change_state(turn, [&](reader_state& now) { now.key = key; });
     turn.call->done();
 }
 

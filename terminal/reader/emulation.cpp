@@ -1,7 +1,5 @@
 /** Keeping what the program gives, for the phone that looks. */
-#include "terminal/reader/emulation.h"
-
-#include "terminal/reader/chip.h"
+#include "terminal/reader/requests.h"
 
 #include <cerrno>
 #include <cstring>
@@ -15,7 +13,7 @@ namespace {
 template <typename Change>
 void change_emulated(const request_turn& turn, Change change)
 {
-    turn.on->with_state([&](reader_state& now) {
+    change_state(turn, [&](reader_state& now) {
         if (!now.emulated.begun)
             throw request_refused{ENOTCONN};
         change(now.emulated);
@@ -27,7 +25,7 @@ void change_emulated(const request_turn& turn, Change change)
 
 void emulate_init(const request_turn& turn)
 {
-    turn.on->with_state([](reader_state& now) { now.emulated = {.begun = true}; });
+    change_state(turn, [](reader_state& now) { now.emulated = {.begun = true}; });
     turn.call->done();
 }
 
@@ -64,7 +62,7 @@ void hce_set_ndef(const request_turn& turn)
     const reader_record& given = turn.call->record;
     if (given.parameter > reader_record::most)
         throw request_refused{EINVAL};
-    turn.on->with_state([&](reader_state& now) {
+    change_state(turn, [&](reader_state& now) {
         now.tag.ndef.assign(reinterpret_cast<const char*>(given.transmit), given.parameter);
     });
     turn.call->done();
@@ -72,15 +70,16 @@ void hce_set_ndef(const request_turn& turn)
 
 void hce_open(const request_turn& turn)
 {
-    turn.on->with_state([](reader_state& now) { now.tag.open = true; });
+    change_state(turn, [](reader_state& now) { now.tag.open = true; });
     turn.call->done();
 }
 
 void hce_close(const request_turn& turn)
 {
-    const bool was_open = turn.on->with_state([](reader_state& now) { return std::exchange(now.tag.open, false); });
-    if (!was_open)
-        throw request_refused{ENOTCONN};
+    change_state(turn, [](reader_state& now) {
+        if (!std::exchange(now.tag.open, false))
+            throw request_refused{ENOTCONN};
+    });
     turn.call->done();
 }
 

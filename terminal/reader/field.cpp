@@ -10,24 +10,73 @@
 
 namespace kt::terminal {
 
+/** From its first to its last moment answers are kept, also when the step throws. */
+class contact::turn {
+public:
+    turn(contact& whose, std::vector<std::function<void()>>& answers) : whose_(whose), answers_(answers)
+    {
+        const std::lock_guard held(whose_.following_);
+        whose_.used_ = true;
+    }
+    ~turn()
+    {
+        const std::lock_guard held(whose_.following_);
+        whose_.used_ = false;
+        answers_.swap(whose_.to_follow_);
+    }
+    turn(const turn&) = delete;
+    turn& operator=(const turn&) = delete;
+
+private:
+    contact& whose_;
+    std::vector<std::function<void()>>& answers_;
+};
+
+void contact::use(const std::function<void(card&)>& step)
+{
+    std::vector<std::function<void()>> answers;
+    {
+        const std::lock_guard lock(in_use_);
+        const turn own(*this, answers);
+        step(*what);
+    }
+    for (const auto& each : answers)
+        each();
+}
+
+void contact::follow(std::function<void()> answer)
+{
+    {
+        const std::lock_guard held(following_);
+        if (used_) {
+            to_follow_.push_back(std::move(answer));
+            return;
+        }
+    }
+    answer();
+}
+
 void contact::select()
 {
-    const std::lock_guard lock(in_use);
-    what->power_up();
+    use([](card& here_now) { here_now.power_up(); });
 }
 
 std::optional<card_answer> contact::ask(std::string_view frame)
 {
     const auto came = std::make_shared<std::optional<card_answer>>(); // who answers later has a place to do so
-    const std::lock_guard lock(in_use);
-    what->exchange(frame, [came](card_answer answer) { *came = std::move(answer); });
-    return *came;
+    std::optional<card_answer> at_once;
+    use([&](card& asked) {
+        asked.exchange(frame, [came](card_answer answer) { *came = std::move(answer); });
+        at_once = *came;
+    });
+    return at_once;
 }
 
 std::string contact::file()
 {
-    const std::lock_guard lock(in_use);
-    return what->file();
+    std::string text;
+    use([&](const card& shown) { text = shown.file(); });
+    return text;
 }
 
 void field::tap(const std::string& name, card_ptr card)
@@ -60,14 +109,17 @@ std::vector<field::waiting> field::take_locked(const contact_ptr& gone)
 bool field::remove(std::string_view name)
 {
     std::vector<waiting> left;
+    contact_ptr gone;
     {
         const std::lock_guard lock(mutex_);
         const auto found =
             std::find_if(cards_.begin(), cards_.end(), [&](const contact_ptr& each) { return each->name == name; });
         if (found == cards_.end())
             return false;
-        left = take_locked(contact_ptr(*found));
+        gone = *found;
+        left = take_locked(gone);
     }
+    gone->use([](card& taken) { taken.give_up(); });
     for (const waiting& each : left)
         each({ETIMEDOUT});
     return true;
@@ -107,16 +159,10 @@ bool field::is_here(const contact_ptr& searched) const
     return searched != nullptr && searched->here;
 }
 
-/** An answer that comes while the card is still being asked waits until it is not: the next step may ask it again. */
-struct field::early_answer {
-    std::mutex mutex;
-    bool asking = true;
-    std::optional<card_answer> came;
-};
-
-void field::exchange(const contact_ptr& with, const std::string& frame, waiting then)
+std::uint64_t field::exchange(const contact_ptr& with, const std::string& frame, waiting then)
 {
     std::unique_lock lock(mutex_);
+    const std::uint64_t number = ++last_number_;
     const bool torn = with->here && settings_.pull_after == 0U;
     std::vector<waiting> left;
     if (torn) {
@@ -126,25 +172,21 @@ void field::exchange(const contact_ptr& with, const std::string& frame, waiting 
     }
     if (!with->here) {
         lock.unlock();
-        if (torn) {
-            const std::lock_guard asking(with->in_use);
-            with->what->lose_power_during(frame);
-        }
+        if (torn)
+            with->use([&](card& pulled) { pulled.lose_power_during(frame); });
         left.push_back(std::move(then));
         for (const waiting& each : left)
             each({ETIMEDOUT});
-        return;
+        return number;
     }
     if (settings_.pull_after)
         --*settings_.pull_after;
     constexpr unsigned all = 100;
     const bool garbled = settings_.noise != 0 && chance_() % all < settings_.noise;
     const std::chrono::milliseconds delay = settings_.delay;
-    const std::uint64_t number = ++last_number_;
     pending_.emplace(number, pending{with, std::move(then)});
     lock.unlock();
 
-    const auto early = std::make_shared<early_answer>();
     const auto answer = [weak = weak_from_this(), number, garbled, delay](card_answer came) {
         outcome what{0, std::move(came)};
         if (garbled && what.answer.is != card_answer::form::silence)
@@ -152,25 +194,31 @@ void field::exchange(const contact_ptr& with, const std::string& frame, waiting 
         if (const auto self = weak.lock())
             self->deliver(number, std::move(what), delay);
     };
-    {
-        const std::lock_guard asking(with->in_use);
-        with->what->exchange(frame, [early, answer](card_answer came) {
-            {
-                const std::lock_guard held(early->mutex);
-                if (early->asking) {
-                    early->came = std::move(came);
-                    return;
-                }
-            }
-            answer(std::move(came));
+    with->use([&](card& asked) {
+        asked.exchange(frame, [answer, whose = std::weak_ptr<contact>(with)](card_answer came) {
+            if (const auto still = whose.lock())
+                still->follow([answer, came = std::move(came)] { answer(came); });
         });
-    }
-    std::unique_lock held(early->mutex);
-    early->asking = false;
-    const auto came = std::exchange(early->came, std::nullopt);
-    held.unlock();
-    if (came)
-        answer(*came);
+    });
+    return number;
+}
+
+void field::give_up(std::uint64_t number)
+{
+    std::unique_lock lock(mutex_);
+    const auto left = pending_.extract(number);
+    lock.unlock();
+    if (left.empty())
+        return;
+    const contact_ptr with = left.mapped().with;
+    with->use([&](card& asked) {
+        std::unique_lock held(mutex_);
+        const bool asked_anew =
+            std::any_of(pending_.begin(), pending_.end(), [&](const auto& each) { return each.second.with == with; });
+        held.unlock();
+        if (!asked_anew) // else another command takes this one's place, or has taken it
+            asked.give_up();
+    });
 }
 
 void field::deliver(std::uint64_t number, outcome what, std::chrono::milliseconds delay)
@@ -207,12 +255,6 @@ field_settings field::settings() const
 {
     const std::lock_guard lock(mutex_);
     return settings_;
-}
-
-void field::change(const field_settings& to)
-{
-    const std::lock_guard lock(mutex_);
-    settings_ = to;
 }
 
 void field::seed(std::uint32_t with)

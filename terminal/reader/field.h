@@ -18,19 +18,30 @@
 
 namespace kt::terminal {
 
-/** A card that was put into the field. It is asked by one at a time. */
+/** A card that was put into the field. It is used by one at a time. */
 struct contact {
     contact(std::string called, card_ptr held) : name(std::move(called)), what(std::move(held)) {}
 
     const std::string name;
     const card_ptr what;
-    std::mutex in_use{};
     bool here = true; // under the field's lock
+
+    void use(const std::function<void(card&)>& step);
+    /** Does what an answer leads to: now, or when who uses the card now has done, as the next step may use it again. */
+    void follow(std::function<void()> answer);
 
     void select();
     /** Asks it beside the exchanges of the program, so that nothing goes wrong; nothing: it answers later. */
     std::optional<card_answer> ask(std::string_view frame);
     std::string file();
+
+private:
+    class turn;
+
+    std::mutex in_use_{};
+    std::mutex following_{}; // of what follows
+    bool used_ = false;
+    std::vector<std::function<void()>> to_follow_{};
 };
 using contact_ptr = std::shared_ptr<contact>;
 
@@ -65,15 +76,24 @@ public:
     result<contact_ptr> only() const;
     bool is_here(const contact_ptr& searched) const;
 
-    /** A frame to a card. @p then is called once, at once or later, from any thread; a card that is taken away
-     * meanwhile is ETIMEDOUT, noise EBADMSG. */
-    void exchange(const contact_ptr& with, const std::string& frame, waiting then);
+    /** A frame to a card. @p then is called once, at once or later, from any thread, unless it is given up; a card that
+     * is taken away meanwhile is ETIMEDOUT, noise EBADMSG. Gives the exchange's number. */
+    std::uint64_t exchange(const contact_ptr& with, const std::string& frame, waiting then);
+
+    /** Nobody waits any more for this exchange, if it is not over: nothing follows, and its card forgets it. */
+    void give_up(std::uint64_t number);
 
     /** Calls @p then when a card has had the time to be found. */
     void when_found(std::function<void()> then) const;
 
     field_settings settings() const;
-    void change(const field_settings& to);
+    /** Changes them under the field's lock, as an exchange may count meanwhile. */
+    template <typename Change>
+    void change(Change change_them)
+    {
+        const std::lock_guard lock(mutex_);
+        change_them(settings_);
+    }
     void seed(std::uint32_t with);
 
 private:
@@ -81,7 +101,6 @@ private:
         contact_ptr with;
         waiting then;
     };
-    struct early_answer;
 
     std::vector<waiting> take_locked(const contact_ptr& gone);
     void answered(std::uint64_t number, const outcome& what);

@@ -2,6 +2,7 @@
 #include "terminal/reader/reader.h"
 
 #include "terminal/json/json.h"
+#include "terminal/reader/request_table.h"
 
 #include <cerrno>
 #include <stdexcept>
@@ -19,7 +20,10 @@ public:
     bool stream() const override { return true; }
     void read(request_ptr asked, std::size_t, off_t) override { asked->fail(EINVAL); }
     void write(request_ptr asked, std::string_view, off_t) override { asked->fail(EINVAL); }
-    std::size_t record_size(std::uint32_t) const override { return sizeof(reader_record); }
+    std::size_t record_size(std::uint32_t number) const override
+    {
+        return reader_request_of(number) ? sizeof(reader_record) : 0;
+    }
     void control(device_request_ptr asked) override { driver_->control(std::move(asked)); }
 
 private:
@@ -42,8 +46,8 @@ result<std::unique_ptr<open_file>> reader::open(int)
 void know_readers(board& known)
 {
     known.set_device_maker("reader", [](board& on, const std::string& path, const std::string& options) {
-        if (!path.starts_with("/dev/"))
-            throw std::invalid_argument("a contactless reader must lie below /dev");
+        if (path != reader_path) // where the control socket looks for it
+            throw std::invalid_argument("a contactless reader must be " + std::string(reader_path));
         const auto read = parsed_json(options, nullptr, false);
         if (!read.is_object() || read.size() > 1 || (read.size() == 1 && !read.contains("kind")))
             throw std::invalid_argument("a contactless reader has no options");
@@ -52,9 +56,9 @@ void know_readers(board& known)
     });
 }
 
-std::shared_ptr<reader> reader_at(const board& searched, std::string_view path)
+std::shared_ptr<reader> reader_at(const board& searched)
 {
-    return std::dynamic_pointer_cast<reader>(searched.find(path));
+    return std::dynamic_pointer_cast<reader>(searched.find(reader_path));
 }
 
 } // namespace kt::terminal

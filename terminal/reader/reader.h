@@ -10,6 +10,9 @@
 
 namespace kt::terminal {
 
+/** The only place of a reader. */
+inline constexpr std::string_view reader_path = "/dev/kt_nfc";
+
 /** Threads: any. */
 class reader : public node {
 public:
@@ -30,7 +33,7 @@ private:
 /** Makes the kind "reader" known to a board; it has no options. */
 void know_readers(board& known);
 
-/** The reader at a path; null: there is none. */
-std::shared_ptr<reader> reader_at(const board& searched, std::string_view path = "/dev/kt_nfc");
+/** The board's reader; null: there is none. */
+std::shared_ptr<reader> reader_at(const board& searched);
 
 } // namespace kt::terminal

@@ -1,7 +1,6 @@
 /** The table, in the driver's order: 0x04 to 0x09, 0x18 to 0x1D, 0x32, 0x3A, 0x3B and 0x50 to 0x55 are not used. */
 #include "terminal/reader/request_table.h"
 
-#include "terminal/reader/emulation.h"
 #include "terminal/reader/requests.h"
 
 #include <algorithm>
@@ -13,61 +12,49 @@ namespace {
 
 using enum reader_family;
 
-/** A row of what a card can be asked once it is open for the family. */
-constexpr request_row of(reader_family family, std::uint8_t number, std::string_view name,
-                         void (*act)(const request_turn&))
-{
-    return {number, name, act, family, true};
-}
-
-constexpr request_row open_of(reader_family family, std::uint8_t number, std::string_view name)
-{
-    return {number, name, open_family, family, false};
-}
-
 constexpr request_row rows[] = {
-    open_of(tcl, 0x01, "tcl_open"),
-    of(tcl, 0x02, "tcl_close", close_family),
-    of(tcl, 0x03, "tcl_exchange", exchange_apdu),
+    {0x01, "tcl_open", open_family, tcl},
+    {0x02, "tcl_close", close_family, tcl},
+    {0x03, "tcl_exchange", exchange_apdu, tcl},
 
-    open_of(mfcl, 0x0A, "mfcl_open"),
-    of(mfcl, 0x0B, "mfcl_close", close_family),
-    of(mfcl, 0x0C, "mfcl_atqa", get_atqa),
-    of(mfcl, 0x0D, "mfcl_setkey", set_key),
-    of(mfcl, 0x0E, "mfcl_auth", authenticate),
-    of(mfcl, 0x0F, "mfcl_read", read_block),
-    of(mfcl, 0x10, "mfcl_write", write_block),
-    of(mfcl, 0x11, "mfcl_increment", increment),
-    of(mfcl, 0x12, "mfcl_decrement", decrement),
-    of(mfcl, 0x13, "mfcl_transfer", transfer_value),
-    of(mfcl, 0x14, "mfcl_restore", restore_value),
+    {0x0A, "mfcl_open", open_family, mfcl},
+    {0x0B, "mfcl_close", close_family, mfcl},
+    {0x0C, "mfcl_atqa", get_atqa, mfcl},
+    {0x0D, "mfcl_setkey", set_key, mfcl},
+    {0x0E, "mfcl_auth", authenticate, mfcl},
+    {0x0F, "mfcl_read", read_block, mfcl},
+    {0x10, "mfcl_write", write_block, mfcl},
+    {0x11, "mfcl_increment", increment, mfcl},
+    {0x12, "mfcl_decrement", decrement, mfcl},
+    {0x13, "mfcl_transfer", transfer_value, mfcl},
+    {0x14, "mfcl_restore", restore_value, mfcl},
 
-    open_of(rid, 0x15, "rid_open"),
-    of(rid, 0x16, "rid_close", close_family),
-    of(rid, 0x17, "rid_exchange", exchange_apdu),
+    {0x15, "rid_open", open_family, rid},
+    {0x16, "rid_close", close_family, rid},
+    {0x17, "rid_exchange", exchange_apdu, rid},
 
-    open_of(felica, 0x1E, "felica_open"),
-    of(felica, 0x1F, "felica_close", close_family),
-    of(felica, 0x20, "felica_exchange", exchange_packet),
+    {0x1E, "felica_open", open_family, felica},
+    {0x1F, "felica_close", close_family, felica},
+    {0x20, "felica_exchange", exchange_packet, felica},
 
-    open_of(mful_c, 0x21, "mful_c_open"),
-    of(mful_c, 0x22, "mful_c_close", close_family),
-    of(mful_c, 0x23, "mful_c_read", read_pages),
-    of(mful_c, 0x24, "mful_c_write", write_page),
-    of(mful_c, 0x25, "mful_c_compat_write", compatibility_write),
-    of(mful_c, 0x26, "mful_c_auth1", authenticate_first),
-    of(mful_c, 0x27, "mful_c_auth2", authenticate_second),
+    {0x21, "mful_c_open", open_family, mful_c},
+    {0x22, "mful_c_close", close_family, mful_c},
+    {0x23, "mful_c_read", read_pages, mful_c},
+    {0x24, "mful_c_write", write_page, mful_c},
+    {0x25, "mful_c_compat_write", compatibility_write, mful_c},
+    {0x26, "mful_c_auth1", authenticate_first, mful_c},
+    {0x27, "mful_c_auth2", authenticate_second, mful_c},
 
-    open_of(ntag21x, 0x28, "ntag21x_open"),
-    of(ntag21x, 0x29, "ntag21x_close", close_family),
-    of(ntag21x, 0x2A, "ntag21x_read", read_pages),
-    of(ntag21x, 0x2B, "ntag21x_fast_read", fast_read),
-    of(ntag21x, 0x2C, "ntag21x_write", write_page),
-    of(ntag21x, 0x2D, "ntag21x_compat_write", compatibility_write),
-    of(ntag21x, 0x2E, "ntag21x_read_cnt", read_counter),
-    of(ntag21x, 0x2F, "ntag21x_pwd_auth", authenticate_password),
-    of(ntag21x, 0x30, "ntag21x_read_sig", read_signature),
-    of(ntag21x, 0x31, "ntag21x_getversion", get_version),
+    {0x28, "ntag21x_open", open_family, ntag21x},
+    {0x29, "ntag21x_close", close_family, ntag21x},
+    {0x2A, "ntag21x_read", read_pages, ntag21x},
+    {0x2B, "ntag21x_fast_read", fast_read, ntag21x},
+    {0x2C, "ntag21x_write", write_page, ntag21x},
+    {0x2D, "ntag21x_compat_write", compatibility_write, ntag21x},
+    {0x2E, "ntag21x_read_cnt", read_counter, ntag21x},
+    {0x2F, "ntag21x_pwd_auth", authenticate_password, ntag21x},
+    {0x30, "ntag21x_read_sig", read_signature, ntag21x},
+    {0x31, "ntag21x_getversion", get_version, ntag21x},
 
     {0x33, "probe", probe},
     {0x34, "get_sak", get_sak},
@@ -80,19 +67,19 @@ constexpr request_row rows[] = {
     {0x3D, "typeA_config", configure_type_a},
     {0x3E, "typeB_config", configure_type_b},
 
-    open_of(mful_ev1, 0x3F, "mful_ev1_open"),
-    of(mful_ev1, 0x40, "mful_ev1_close", close_family),
-    of(mful_ev1, 0x41, "mful_ev1_getversion", get_version),
-    of(mful_ev1, 0x42, "mful_ev1_read", read_pages),
-    of(mful_ev1, 0x43, "mful_ev1_fast_read", fast_read),
-    of(mful_ev1, 0x44, "mful_ev1_write", write_page),
-    of(mful_ev1, 0x45, "mful_ev1_compat_write", compatibility_write),
-    of(mful_ev1, 0x46, "mful_ev1_read_cnt", read_counter),
-    of(mful_ev1, 0x47, "mful_ev1_incr_cnt", increment_counter),
-    of(mful_ev1, 0x48, "mful_ev1_pwd_auth", authenticate_password),
-    of(mful_ev1, 0x49, "mful_ev1_read_sig", read_signature),
-    of(mful_ev1, 0x4A, "mful_ev1_check_tearing_event", check_tearing),
-    of(mful_ev1, 0x4B, "mful_ev1_vcsl", select_virtual_card),
+    {0x3F, "mful_ev1_open", open_family, mful_ev1},
+    {0x40, "mful_ev1_close", close_family, mful_ev1},
+    {0x41, "mful_ev1_getversion", get_version, mful_ev1},
+    {0x42, "mful_ev1_read", read_pages, mful_ev1},
+    {0x43, "mful_ev1_fast_read", fast_read, mful_ev1},
+    {0x44, "mful_ev1_write", write_page, mful_ev1},
+    {0x45, "mful_ev1_compat_write", compatibility_write, mful_ev1},
+    {0x46, "mful_ev1_read_cnt", read_counter, mful_ev1},
+    {0x47, "mful_ev1_incr_cnt", increment_counter, mful_ev1},
+    {0x48, "mful_ev1_pwd_auth", authenticate_password, mful_ev1},
+    {0x49, "mful_ev1_read_sig", read_signature, mful_ev1},
+    {0x4A, "mful_ev1_check_tearing_event", check_tearing, mful_ev1},
+    {0x4B, "mful_ev1_vcsl", select_virtual_card, mful_ev1},
 
     {0x4C, "emulate_init", emulate_init},
     {0x4D, "emulate_config", emulate_config},
@@ -107,6 +94,20 @@ static_assert(std::is_sorted(std::begin(rows), std::end(rows),
                              [](const request_row& a, const request_row& b) { return a.number < b.number; }));
 
 } // namespace
+
+std::optional<std::uint8_t> reader_request_of(std::uint32_t asked)
+{
+    constexpr std::uint32_t all_requests = 0xC0044D00; // MIPS's _IOWR('M', 0, int), on every machine
+    constexpr std::uint32_t number_mask = 0xFF;
+    if ((asked & ~number_mask) != all_requests)
+        return std::nullopt;
+    return static_cast<std::uint8_t>(asked & number_mask);
+}
+
+bool request_row::needs_open() const
+{
+    return family != reader_family::none && act != open_family;
+}
 
 const request_row* row_of(std::uint8_t number)
 {

@@ -4,32 +4,24 @@
 #include "terminal/reader/chip.h"
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace kt::terminal {
+
+/** The number of a request, 0 to 255, in what a program gives to ioctl(2); nothing: it is none of the driver's. */
+std::optional<std::uint8_t> reader_request_of(std::uint32_t asked);
 
 struct request_row {
     std::uint8_t number;
     std::string_view name;
     void (*act)(const request_turn& turn); /**< Answers the call, or refuses it by request_refused. */
     reader_family family = reader_family::none;
-    bool needs_open = false; /**< ENOTCONN unless a card is open for the family. */
+
+    bool needs_open() const; /**< ENOTCONN unless a card is open for the family. */
 };
 
 /** Null: the driver does not know the number. */
 const request_row* row_of(std::uint8_t number);
-
-/** Does a step, unless the request is over (by a signal); what it refuses is the request's end. */
-template <typename Step>
-void guarded(const request_turn& turn, Step step)
-{
-    if (turn.call->is_over())
-        return;
-    try {
-        step();
-    } catch (const request_refused& refused) {
-        turn.call->fail(refused.error);
-    }
-}
 
 } // namespace kt::terminal

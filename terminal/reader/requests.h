@@ -3,11 +3,42 @@
 
 #include "terminal/reader/chip.h"
 
+#include <cerrno>
+#include <exception>
 #include <functional>
 #include <string>
 #include <string_view>
 
 namespace kt::terminal {
+
+/**
+ * Does a step, unless the request is over (by a signal); what it refuses is the request's end. What nobody foresaw
+ * fails the request with EIO: the terminal goes on.
+ */
+template <typename Step>
+void guarded(const request_turn& turn, Step step)
+{
+    turn.on->step_begins();
+    try {
+        if (!turn.call->is_over())
+            step();
+    } catch (const request_refused& refused) {
+        turn.call->fail(refused.error);
+    } catch (const std::exception&) {
+        turn.call->fail(EIO);
+    }
+    turn.on->step_ends();
+}
+
+/** Changes what the driver remembers, unless a signal has ended the request: the program may have closed the reader. */
+template <typename Change>
+void change_state(const request_turn& turn, Change change)
+{
+    turn.on->with_state([&](reader_state& now) {
+        if (!turn.call->is_over())
+            change(now);
+    });
+}
 
 // selection.cpp: which card, and what it says of itself.
 void probe(const request_turn& turn);
@@ -52,6 +83,15 @@ void authenticate_second(const request_turn& turn);
 // packet_requests.cpp
 void exchange_apdu(const request_turn& turn);
 void exchange_packet(const request_turn& turn);
+
+// emulation.cpp
+void emulate_init(const request_turn& turn);
+void emulate_config(const request_turn& turn);
+void emulate_process(const request_turn& turn);
+void emulate_deinit(const request_turn& turn);
+void hce_set_ndef(const request_turn& turn);
+void hce_open(const request_turn& turn);
+void hce_close(const request_turn& turn);
 
 // talk.cpp: what they share.
 

@@ -1,27 +1,48 @@
 /** Finding a card, opening and closing it for a family, and what the driver then knows of it. */
-#include "terminal/reader/request_table.h"
 #include "terminal/reader/requests.h"
 
 #include <cerrno>
+#include <cstdint>
+#include <memory>
 
 namespace kt::terminal {
 
 namespace {
 
-/** The only card there is, selected anew. */
-contact_ptr selected_card(chip& on)
+/** The only card there is, selected anew; else an errno. */
+result<contact_ptr> selected_card(chip& on)
 {
     if (on.with_state([](const reader_state& now) { return now.power == 0; }))
-        throw request_refused{ENODEV};
+        return result<contact_ptr>::failed(ENODEV);
     auto only = on.near().only();
-    if (!only)
-        throw request_refused{only.error()};
-    (*only)->select();
-    return *only;
+    if (only)
+        (*only)->select();
+    return only;
+}
+
+/** Does a step when a card has had the time to be found, if the request is not over by then. */
+template <typename Step>
+void when_found(const request_turn& turn, Step step)
+{
+    turn.on->near().when_found(
+        [on = std::weak_ptr<chip>(turn.on), call = std::weak_ptr<reader_call>(turn.call), family = turn.family, step] {
+            const request_turn later{on.lock(), call.lock(), family, nullptr};
+            if (later.on != nullptr && later.call != nullptr)
+                guarded(later, [&] { step(later); });
+        });
+}
+
+/** The parameter's upper bytes stay as the program sent them. */
+void give_parameter_byte(const request_turn& turn, std::uint8_t byte)
+{
+    constexpr std::uint32_t upper_bytes = 0xFFFFFF00;
+    std::uint32_t& parameter = turn.call->record.parameter;
+    parameter = (parameter & upper_bytes) | byte;
+    turn.call->done();
 }
 
 /** What probe reports. */
-std::uint32_t type_of(card_family family)
+std::uint8_t type_of(card_family family)
 {
     switch (family) {
     case card_family::type_a:
@@ -90,45 +111,43 @@ void give_known(const request_turn& turn, const std::string& bytes)
 
 void probe(const request_turn& turn)
 {
-    turn.on->near().when_found([turn] {
-        guarded(turn, [&] {
-            turn.on->with_state([](reader_state& now) { now.found = nullptr; });
-            const contact_ptr found = selected_card(*turn.on);
-            turn.on->with_state([&](reader_state& now) {
-                if (now.card != found)
-                    now.let_go();
-                now.found = found;
-            });
-            turn.call->record.parameter = type_of(found->what->identity().family);
-            turn.call->done();
+    when_found(turn, [](const request_turn& later) {
+        auto found = selected_card(*later.on);
+        change_state(later, [&](reader_state& now) {
+            if (!found || now.card != *found)
+                now.let_go();
+            now.found = found ? *found : nullptr;
         });
+        if (!found)
+            throw request_refused{found.error()};
+        give_parameter_byte(later, type_of((*found)->what->identity().family));
     });
 }
 
 void open_family(const request_turn& turn)
 {
-    turn.on->near().when_found([turn] {
-        guarded(turn, [&] {
-            turn.on->with_state([](reader_state& now) { now.let_go(); });
-            const contact_ptr found = selected_card(*turn.on);
-            if (!fits(turn.family, found->what->identity()))
-                throw request_refused{ENODEV};
-            const bool tells = turn.family == reader_family::ntag21x || turn.family == reader_family::mful_ev1;
-            const unsigned pages = tells ? learn_pages(*found) : 0;
-            turn.on->with_state([&](reader_state& now) {
-                now.pages = pages;
-                now.found = found;
-                now.family = turn.family;
-                now.card = found;
-            });
-            turn.call->done();
+    when_found(turn, [](const request_turn& later) {
+        change_state(later, [](reader_state& now) { now.let_go(); });
+        auto found = selected_card(*later.on);
+        if (!found)
+            throw request_refused{found.error()};
+        if (!fits(later.family, (*found)->what->identity()))
+            throw request_refused{ENODEV};
+        const bool tells = later.family == reader_family::ntag21x || later.family == reader_family::mful_ev1;
+        const unsigned pages = tells ? learn_pages(**found) : 0;
+        change_state(later, [&](reader_state& now) {
+            now.pages = pages;
+            now.found = *found;
+            now.family = later.family;
+            now.card = *found;
         });
+        later.call->done();
     });
 }
 
 void close_family(const request_turn& turn)
 {
-    turn.on->with_state([](reader_state& now) {
+    change_state(turn, [](reader_state& now) {
         now.family = reader_family::none;
         now.card = nullptr;
         now.key.clear();
@@ -141,8 +160,7 @@ void get_sak(const request_turn& turn)
     const card_identity card = found_card(turn);
     if (!is_type_a(card))
         throw request_refused{ENODEV};
-    turn.call->record.parameter = card.sak;
-    turn.call->done();
+    give_parameter_byte(turn, card.sak);
 }
 
 void get_uid(const request_turn& turn)
@@ -176,7 +194,7 @@ void get_attrib(const request_turn& turn)
 
 void set_power(const request_turn& turn)
 {
-    turn.on->with_state([&](reader_state& now) {
+    change_state(turn, [&](reader_state& now) {
         now.power = turn.call->record.parameter;
         if (now.power == 0)
             now.let_go();
@@ -187,14 +205,14 @@ void set_power(const request_turn& turn)
 void configure_type_a(const request_turn& turn)
 {
     const reader_record& given = turn.call->record;
-    turn.on->with_state([&](reader_state& now) { now.type_a = {given.receive_length, given.transmit_length}; });
+    change_state(turn, [&](reader_state& now) { now.type_a = {given.receive_length, given.transmit_length}; });
     turn.call->done();
 }
 
 void configure_type_b(const request_turn& turn)
 {
     const reader_record& given = turn.call->record;
-    turn.on->with_state([&](reader_state& now) {
+    change_state(turn, [&](reader_state& now) {
         now.type_b = {given.receive_length, given.transmit_length, given.parameter};
     });
     turn.call->done();

@@ -1,5 +1,4 @@
 /** What the requests of all families share: one frame, and what its answer must be. */
-#include "terminal/reader/request_table.h"
 #include "terminal/reader/requests.h"
 
 #include <cerrno>
@@ -9,11 +8,17 @@ namespace kt::terminal {
 
 void talk(const request_turn& turn, const std::string& frame, std::function<void(const card_answer&)> then)
 {
-    turn.on->near().exchange(turn.card, frame, [turn, then = std::move(then)](const field::outcome& came) {
-        if (came.error != 0)
-            turn.call->fail(came.error);
-        else
-            guarded(turn, [&] { then(came.answer); });
+    field& near = turn.on->near();
+    const std::uint64_t number =
+        near.exchange(turn.card, frame, [turn, then = std::move(then)](const field::outcome& came) {
+            if (came.error != 0)
+                turn.call->fail(came.error);
+            else
+                guarded(turn, [&] { then(came.answer); });
+        });
+    turn.call->when_over([weak = near.weak_from_this(), number] { // by a signal, while the card thinks
+        if (const auto still = weak.lock())
+            still->give_up(number);
     });
 }
 

@@ -138,10 +138,8 @@ TEST(ClassicCard, ARefusedCardWorksAgainAfterItIsSelected)
 {
     const card_ptr card = wallet();
     expect_dialogue(*card, {{auth_1a, "ack"}, {"A0 06", "ack"}, {"00", "nak 5"}, {auth_1a, "silence"}});
-    card->power_up();
-    expect_dialogue(*card, {{"30 06", "nak 4"}});
-    card->power_up();
-    expect_dialogue(*card, {{auth_1a, "ack"}, {"30 06", some_data}});
+    expect_dialogue(*card, {{"select"}, {"30 06", "nak 4"}});
+    expect_dialogue(*card, {{"select"}, {auth_1a, "ack"}, {"30 06", some_data}});
 }
 
 TEST(ClassicCard, TheManufacturersBlockIsNeverWritten)
@@ -157,8 +155,7 @@ TEST(ClassicCard, TheManufacturersBlockIsNeverWritten)
         card->power_up();
         expect_dialogue(*card, rows);
     }
-    card->power_up();
-    expect_dialogue(*card, {{auth_0, "ack"}, {"30 00", "3A5C107E 08 08 0400 0000000000000000"}});
+    expect_dialogue(*card, {{"select"}, {auth_0, "ack"}, {"30 00", "3A5C107E 08 08 0400 0000000000000000"}});
 }
 
 TEST(ClassicCard, ValuesAreCountedInTheTransferBuffer)
@@ -224,8 +221,7 @@ TEST(ClassicCard, TheTransferBufferIsLostWithThePower)
 {
     const card_ptr card = wallet();
     expect_dialogue(*card, {{auth_1a, "ack"}, {"C1 04", "ack"}, {"01000000", "silence"}});
-    card->power_up();
-    expect_dialogue(*card, {{auth_1a, "ack"}, {"B0 04", "nak 4"}});
+    expect_dialogue(*card, {{"select"}, {auth_1a, "ack"}, {"B0 04", "nak 4"}});
 }
 
 TEST(ClassicCard, ABlockIsAValueOnlyIfAllItsCopiesAgree)
@@ -360,10 +356,8 @@ TEST(ClassicCard, BitsWhoseInvertedCopiesDoNotFitBlockTheSectorForGood)
     const card_ptr card = wallet();
     expect_dialogue(*card,
                     {{auth_1a, "ack"}, {"A0 07", "ack"}, {key_a + "FF0781 69" + key_b, "ack"}, {"30 06", "nak 4"}});
-    card->power_up();
-    expect_dialogue(*card, {{auth_1a, "silence"}});
-    card->power_up();
-    expect_dialogue(*card, {{"60 08 FFFFFFFFFFFF", "ack"}, {"30 08", zeros}});
+    expect_dialogue(*card, {{"select"}, {auth_1a, "silence"}});
+    expect_dialogue(*card, {{"select"}, {"60 08 FFFFFFFFFFFF", "ack"}, {"30 08", zeros}});
 }
 
 TEST(ClassicCard, ANewKeyCountsFromTheNextAuthentication)
@@ -372,8 +366,7 @@ TEST(ClassicCard, ANewKeyCountsFromTheNextAuthentication)
     expect_dialogue(
         *card, {{auth_1a, "ack"}, {"A0 07", "ack"}, {"C0C1C2C3C4C5 FF0780 69" + key_b, "ack"}, {"30 06", some_data}});
     expect_dialogue(*card, {{auth_1a, "silence"}});
-    card->power_up();
-    expect_dialogue(*card, {{"60 04 C0C1C2C3C4C5", "ack"}, {"30 06", some_data}});
+    expect_dialogue(*card, {{"select"}, {"60 04 C0C1C2C3C4C5", "ack"}, {"30 06", some_data}});
 }
 
 TEST(ClassicCard, ACardThatIsTornAwayHasWrittenNothing)
@@ -386,11 +379,9 @@ TEST(ClassicCard, ACardThatIsTornAwayHasWrittenNothing)
         const card_ptr card = wallet();
         const std::string before = card->file();
         expect_dialogue(*card, row.rows);
-        card->lose_power_during(bytes_of_digits(row.about));
+        expect_dialogue(*card, {{std::string("tear ") + row.about}, {"30 06", "silence"}, {auth_1a, "silence"}});
         EXPECT_EQ(card->file(), before);
-        expect_dialogue(*card, {{"30 06", "silence"}, {auth_1a, "silence"}});
-        card->power_up();
-        expect_dialogue(*card, {{auth_1a, "ack"}, {"30 06", some_data}, {"B0 06", "nak 4"}});
+        expect_dialogue(*card, {{"select"}, {auth_1a, "ack"}, {"30 06", some_data}, {"B0 06", "nak 4"}});
     }
 }
 
@@ -439,8 +430,8 @@ TEST(ClassicCard, BlockZeroKeepsWhatTheFileGivesIt)
         "blocks": {"0": "01020304 04 88 0400 6263646566676869"}})";
     const card_ptr card = card_of_file(card_of_file(text)->file());
     EXPECT_NE(card->file().find(R"("name": "old")"), std::string::npos);
-    card->power_up();
-    expect_dialogue(*card, {{"60 00 FFFFFFFFFFFF", "ack"}, {"30 00", "01020304 04 88 0400 6263646566676869"}});
+    expect_dialogue(*card,
+                    {{"select"}, {"60 00 FFFFFFFFFFFF", "ack"}, {"30 00", "01020304 04 88 0400 6263646566676869"}});
 }
 
 TEST(ClassicCard, AFileThatDescribesNoSuchCardIsRefused)
@@ -449,6 +440,8 @@ TEST(ClassicCard, AFileThatDescribesNoSuchCardIsRefused)
         const char* members;
         const char* sentence;
     } table[] = {
+        {R"("uid": "88010203")", "a \"uid\" of 4 bytes must not begin with 88, which announces a longer one"},
+        {R"("uid": "88010203040506")", "accepted"},
         {R"("uid": "010203")", "a classic card's \"uid\" must be 4 or 7 bytes in hexadecimal digits"},
         {R"("blocks": {"7": "00000000000000000000000000000000"})",
          "a classic card's block 7 is a trailer: its keys and access bits stand in \"sectors\""},
@@ -466,19 +459,6 @@ TEST(ClassicCard, AFileThatDescribesNoSuchCardIsRefused)
     };
     for (const auto& row : table)
         EXPECT_EQ(refusal_of(R"({"card": "classic_1k", )" + std::string(row.members) + "}"), row.sentence);
-}
-
-TEST(ClassicCard, TheSampleIsAWalletUnderTransportKeys)
-{
-    const card_ptr card = sample_card("classic_1k.json");
-    card->power_up();
-    expect_dialogue(*card, {{"60 04 FFFFFFFFFFFF", "ack"},
-                            {"30 04", hundred},
-                            {"30 05", hundred},
-                            {"C0 04", "ack"},
-                            {"0A000000", "silence"},
-                            {"B0 04", "ack"},
-                            {"30 04", ninety}});
 }
 
 } // namespace

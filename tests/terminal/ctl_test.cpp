@@ -63,6 +63,8 @@ TEST(CtlRequest, TurnsWordsAboutCardsIntoRequests)
     const own_folder folder;
     std::ofstream(folder.path() + "/card.json") << "// mine\n{\"card\": \"ntag213\"}";
     EXPECT_EQ(request("card", {"tap", folder.path() + "/card.json"}), R"({"op":"card","tap":{"card":"ntag213"}})");
+    std::ofstream(folder.path() + "/twice.json") << R"({"card": "ntag213", "card": "ntag215"})";
+    EXPECT_THAT(refusal("card", {"tap", folder.path() + "/twice.json"}), HasSubstr("\"card\" stands there twice"));
     EXPECT_THAT(refusal("card", {"tap", "/none.json"}), HasSubstr("\"/none.json\" is neither a card's file nor"));
     EXPECT_EQ(request("card", {"remove"}), R"({"op":"card","remove":true})");
     EXPECT_EQ(request("card", {"remove", "tag"}), R"({"op":"card","remove":"tag"})");
@@ -74,6 +76,7 @@ TEST(CtlRequest, TurnsWordsAboutCardsIntoRequests)
     EXPECT_EQ(request("apdu", {}), R"({"op":"apdu"})");
     EXPECT_EQ(request("apdu", {"50"}), R"({"op":"apdu","timeout_ms":50})");
     EXPECT_EQ(request("apdu", {"answer", "9000"}), R"({"op":"apdu","answer_hex":"9000"})");
+    EXPECT_EQ(request("apdu", {"answer", "9000", "7"}), R"({"op":"apdu","answer_hex":"9000","number":7})");
     EXPECT_EQ(request("phone", {}), R"({"op":"phone"})");
 }
 

@@ -14,17 +14,17 @@ const std::string first = "000102030405060708090A0B0C0D0E0F";
 const std::string second = "101112131415161718191A1B1C1D1E1F";
 const std::string zeros(32, '0');
 
-/** Service 1009/100B with four blocks, 200B with one, 3009 with 300. */
+/** A selected card: service 1009/100B with four blocks, 200B with one, 3009 with 300. */
 card_ptr ticket()
 {
-    return card_of_file(R"({"card": "felica", "idm": ")" + idm + R"(", "pmm": ")" + pmm + R"(", "system": "12FC",
+    return selected_card(R"({"card": "felica", "idm": ")" + idm + R"(", "pmm": ")" + pmm + R"(", "system": "12FC",
         "key_version": 2, "services": [
         {"codes": "1009 100B", "size": 4, "key_version": 258, "blocks": {"0": ")" +
-                        first + R"(", "3": ")" + second + R"("}},
+                         first + R"(", "3": ")" + second + R"("}},
         {"codes": "200B", "blocks": {"0": ")" +
-                        second + R"("}},
+                         second + R"("}},
         {"codes": "3009", "size": 300, "blocks": {"299": ")" +
-                        first + R"("}}]})");
+                         first + R"("}}]})");
 }
 
 /** Puts the length byte before a packet. */
@@ -211,21 +211,29 @@ TEST(FelicaCard, AReadOnlyServiceIsNotWritten)
     EXPECT_EQ(card->file(), before);
 }
 
-TEST(FelicaCard, ACardThatIsTornAwayHasWrittenNothing)
+TEST(FelicaCard, IsSilentWithoutPowerAndHasWrittenNothingWhenItWasTornAway)
 {
+    const std::string write = packet("08" + idm + "01 0910 01 8000" + second);
+    const std::string read = packet("06" + idm + "01 0910 01 8000");
     const card_ptr card = ticket();
-    const std::string before = card->file();
-    card->lose_power_during(bytes_of_digits(packet("08" + idm + "01 0910 01 8000" + zeros)));
-    EXPECT_EQ(card->file(), before);
-    card->power_up();
-    expect_dialogue(*card, {{packet("06" + idm + "01 0910 01 8000"), packet("07" + idm + "0000 01" + first)}});
+    expect_dialogue(*card, {{"tear " + write},
+                            {read, "silence"},
+                            {"06 00 12FC 00 00", "silence"},
+                            {"select"},
+                            {read, packet("07" + idm + "0000 01" + first)},
+                            {write, packet("09" + idm + "0000")},
+                            {read, packet("07" + idm + "0000 01" + second)}});
+    const card_ptr unselected = card_of_file(R"({"card": "felica"})");
+    expect_dialogue(
+        *unselected,
+        {{"06 00 FFFF 00 00", "silence"}, {"select"}, {"06 00 FFFF 00 00", "12 01 0101020304050607 0120FFFFFFFFFFFF"}});
 }
 
 TEST(FelicaCard, ItsFileDescribesItAsItIsNow)
 {
-    const card_ptr card = card_of_file(R"({"card": "felica", "name": "pass", "services": [
+    const card_ptr card = selected_card(R"({"card": "felica", "name": "pass", "services": [
         {"codes": "1009 100B", "size": 2}, {"codes": "200B", "key_version": 7, "blocks": {"0": ")" +
-                                       first + R"("}}]})");
+                                        first + R"("}}]})");
     expect_dialogue(*card, {{packet("08" + idm + "01 0910 01 8001" + second), packet("09" + idm + "0000")}});
     const std::string written = R"({
     "card": "felica",
@@ -279,22 +287,14 @@ TEST(FelicaCard, AFileThatDescribesNoSuchCardIsRefused)
          "FeliCa services that share blocks differ in their low six bits only, 1009 and 200B do not"},
         {R"("services": [{"codes": "1009", "blocks": {"1": "00000000000000000000000000000000"}}])",
          "a card's \"blocks\" must be an object whose names are numbers below 1"},
+        {R"("services": [{"codes": "1009", "size": 1024}])", "accepted"},
+        {R"("services": [{"codes": "1009", "size": 1025}])", "a card's \"size\" must be a whole number up to 1024"},
+        {R"("services": [{"codes": "1009", "size": 1000}, {"codes": "2009", "size": 25}])",
+         "the services of a FeliCa card must have no more than 1024 blocks together"},
         {R"("services": [{"codes": "1009", "key": 1}])", "such a card has no \"key\""},
     };
     for (const auto& row : table)
         EXPECT_EQ(refusal_of(R"({"card": "felica", )" + std::string(row.members) + "}"), row.sentence);
-}
-
-TEST(FelicaCard, TheSampleIsATicketThatCanBeUsed)
-{
-    const card_ptr card = sample_card("felica.json");
-    const std::string its_idm = "01010A1B2C3D4E5F";
-    const std::string three = "5469636B657420 000000000000000003";
-    const std::string two = "5469636B657420 000000000000000002";
-    expect_dialogue(*card, {{"06 00 FFFF 01 00", packet("01" + its_idm + "0120FFFFFFFFFFFF FEE1")},
-                            {packet("06" + its_idm + "01 0B10 01 8000"), packet("07" + its_idm + "0000 01" + three)},
-                            {packet("08" + its_idm + "01 0910 01 8000" + two), packet("09" + its_idm + "0000")},
-                            {packet("06" + its_idm + "01 0B10 01 8000"), packet("07" + its_idm + "0000 01" + two)}});
 }
 
 } // namespace

@@ -11,12 +11,15 @@
 #include <gmock/gmock.h>
 #include <string>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <vector>
 
 using kt::terminal::event;
 using kt::terminal::virtual_terminal;
 using namespace kt::tests;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -36,6 +39,9 @@ public:
     /** 0 or the error number. */
     int ask(unsigned number) { return error_of(result_of(0xC0044D00U + number)); }
     int result_of(unsigned request) { return ioctl(file_.fd(), request, record.data()); }
+    /** With a record that lies elsewhere. */
+    int ask_at(unsigned number, void* place) { return error_of(ioctl(file_.fd(), 0xC0044D00U + number, place)); }
+    bool is_terminal() const { return isatty(file_.fd()) == 1; }
 
     int ask(unsigned number, std::uint32_t with) { return set(parameter, with), ask(number); }
     int send(unsigned number, const std::string& bytes, std::uint32_t with = 0)
@@ -79,6 +85,25 @@ std::string counting_bytes()
     return made;
 }
 
+/** The reader's state, as soon as it says this: a close is told to the device a little later. */
+std::string eventually(virtual_terminal& board, const std::string& wanted)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    std::string state = board.reader();
+    while (state.find(wanted) == std::string::npos && std::chrono::steady_clock::now() < end)
+        state = board.reader();
+    return state;
+}
+
+/** Signals until the call has ended: the first may come before it waits. */
+int interrupted(in_thread<int>& call)
+{
+    do
+        call.interrupt();
+    while (!call.ends_within(std::chrono::milliseconds(20)));
+    return call.result();
+}
+
 constexpr const char* wallet = R"({"card":"classic_1k","name":"wallet","uid":"3A5C107E",
     "blocks":{"4":"640000009BFFFFFF6400000004FB04FB"}})";
 
@@ -115,6 +140,135 @@ TEST(Reader, KnowsTheDriversNumbersAndNoOthers)
         EXPECT_EQ(program.ask(number) == ENOTTY, unused) << number;
     }
     EXPECT_EQ(error_of(program.result_of(0xC0084D33)), ENOTTY); // another size
+
+    virtual_terminal board;
+    board.forget();
+    EXPECT_FALSE(program.is_terminal());
+    const auto told = board.events_of({"ioctl"});
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_EQ(told[0].data, ""); // who asks that gives no record of the reader's
+}
+
+TEST(Reader, ChangesNothingInTheRecordBesidesItsAnswer)
+{
+    virtual_terminal board;
+    reader_program program;
+    board.tap_card(wallet);
+    std::string expected = program.record = counting_bytes();
+    EXPECT_EQ(program.ask(0x33), 0);
+    expected[parameter] = 3;
+    EXPECT_EQ(program.record, expected);
+    EXPECT_EQ(program.ask(0x35), 0);
+    expected.replace(receive, 4, "\x3A\x5C\x10\x7E").replace(receive_length, 4, bytes({4, 0, 0, 0}));
+    EXPECT_EQ(program.record, expected);
+    ASSERT_EQ(program.ask(0x0A), 0);
+    ASSERT_EQ(program.send(0x0D, "\xFF\xFF\xFF\xFF\xFF\xFF"), 0);
+    EXPECT_EQ(program.send(0x0E, bytes({0x60, 0, 0, 0, 4, 0, 0, 0})), 0);
+    expected.replace(transmit, 8, bytes({0x60, 0, 0, 0, 4, 0, 0, 0}));
+    expected.replace(transmit_length, 4, bytes({8, 0, 0, 0})).replace(parameter, 4, bytes({0, 0, 0, 0}));
+    EXPECT_EQ(program.record, expected);
+
+    board.remove_cards();
+    board.tap_card(R"({"card":"ntag213","memory":{"4":"01020304","5":"05060708","6":"090A0B0C","7":"0D0E0F10"}})");
+    ASSERT_EQ(program.ask(0x28), 0);
+    expected = program.record = counting_bytes();
+    EXPECT_EQ(program.ask(0x2A, 4), 0);
+    expected.replace(parameter, 4, bytes({4, 0, 0, 0})).replace(receive_length, 4, bytes({16, 0, 0, 0}));
+    expected.replace(receive, 16, bytes({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}));
+    EXPECT_EQ(program.record, expected);
+}
+
+TEST(Reader, RefusesARecordThatIsNotTheProgramsToReadOrWrite)
+{
+    virtual_terminal board;
+    reader_program program;
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* const map = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(map, MAP_FAILED);
+    char* const pages = static_cast<char*>(map);
+    ASSERT_EQ(mprotect(pages + page, page, PROT_NONE), 0);
+    board.tap_card(wallet);
+    EXPECT_EQ(program.ask_at(0x33, pages + page), EFAULT);
+    EXPECT_EQ(program.ask_at(0x33, pages + page - 4), EFAULT); // only its beginning can be read
+    EXPECT_EQ(program.ask_at(0x33, pages), 0);
+    ASSERT_EQ(mprotect(pages, page, PROT_READ), 0);
+    EXPECT_EQ(program.ask_at(0x33, pages), EFAULT);
+    EXPECT_EQ(program.ask_at(0x15, pages), ENODEV); // a failure writes nothing
+    munmap(map, 2 * page);
+}
+
+TEST(Reader, FindsNothingWithoutPower)
+{
+    virtual_terminal board;
+    reader_program program;
+    board.tap_card(wallet);
+    ASSERT_EQ(program.ask(0x0A), 0);
+    EXPECT_EQ(program.ask(0x3C, 0), 0);
+    EXPECT_EQ(program.ask(0x0F, 4), ENOTCONN);
+    EXPECT_EQ(program.ask(0x35), ENODEV);
+    EXPECT_EQ(program.ask(0x33), ENODEV);
+    EXPECT_EQ(program.ask(0x0A), ENODEV);
+    EXPECT_EQ(program.ask(0x3C, 1), 0);
+    EXPECT_EQ(program.ask(0x33), 0);
+    EXPECT_EQ(program.ask(0x0A), 0);
+}
+
+TEST(Reader, ForgetsTheProgramAtTheLastClose)
+{
+    virtual_terminal board;
+    reader_program first;
+    board.tap_card(wallet);
+    ASSERT_EQ(first.ask(0x3D), 0);
+    ASSERT_EQ(first.ask(0x4C), 0);
+    first.record = counting_bytes();
+    first.set(128, 3);
+    first.set(1156, 2);
+    ASSERT_EQ(first.ask(0x4D), 0);
+    ASSERT_EQ(first.ask(0x4E), 0);
+    ASSERT_EQ(first.ask(0x3D), 0);
+    ASSERT_EQ(first.ask(0x57), 0);
+    ASSERT_EQ(first.ask(0x0A), 0);
+    {
+        reader_program second;
+        first.close();
+        EXPECT_THAT(eventually(board, "\"open\":1,"), HasSubstr(R"("family":"mfcl")"));
+        EXPECT_EQ(second.ask(0x3C, 0), 0);
+        EXPECT_THAT(board.phone(), HasSubstr("\"reads\":\"ndef\""));
+    }
+    EXPECT_THAT(eventually(board, "\"open\":0,"),
+                HasSubstr(R"("family":null,"power":1,"type_a":[0,0],"type_b":[0,0,0])"));
+    EXPECT_THAT(board.phone(), HasSubstr("\"reads\":null"));
+    reader_program next;
+    EXPECT_EQ(next.ask(0x35), ENODEV); // nothing was found yet
+    EXPECT_EQ(next.ask(0x4E), ENOTCONN);
+    EXPECT_EQ(next.ask(0x33), 0);
+}
+
+TEST(Reader, AFamilyStaysOpenAsLongAsItsCardIsFoundAlone)
+{
+    virtual_terminal board;
+    reader_program program;
+    const std::string key_a_of_block_4 = bytes({0x60, 0, 0, 0, 4, 0, 0, 0});
+    board.tap_card(wallet);
+    ASSERT_EQ(program.ask(0x0A), 0);
+    ASSERT_EQ(program.send(0x0D, "\xFF\xFF\xFF\xFF\xFF\xFF"), 0);
+    ASSERT_EQ(program.send(0x0E, key_a_of_block_4), 0);
+    ASSERT_EQ(program.ask(0x0F, 4), 0);
+    EXPECT_EQ(program.ask(0x33), 0);
+    EXPECT_THAT(board.reader(), HasSubstr(R"("family":"mfcl")"));
+    EXPECT_EQ(program.ask(0x0F, 4), EIO); // the card was selected anew: nobody is authenticated
+    EXPECT_EQ(program.ask(0x33), 0);
+    EXPECT_EQ(program.send(0x0E, key_a_of_block_4), 0); // the reader has kept the key
+    EXPECT_EQ(program.ask(0x0F, 4), 0);
+
+    board.tap_card(R"({"card":"felica","name":"other"})");
+    EXPECT_EQ(program.ask(0x0F, 4), 0); // it does not disturb
+    EXPECT_EQ(program.ask(0x33), ENOTUNIQ);
+    EXPECT_THAT(board.reader(), HasSubstr(R"("family":null)"));
+    EXPECT_EQ(program.ask(0x0F, 4), ENOTCONN);
+    board.card(R"({"remove":"other"})");
+    EXPECT_EQ(program.ask(0x33), 0);
+    EXPECT_EQ(program.ask(0x0F, 4), ENOTCONN);
 }
 
 TEST(Reader, AScriptAnswersRequestsInTheirOrderAndLeavesWhatItDoesNotGive)
@@ -163,6 +317,10 @@ TEST(Reader, AScriptCanGiveTheWholeRecordLateAndCanBeForgotten)
     board.reader(R"({"script":[{"error":"EIO"}]})");
     EXPECT_THAT(board.reader(R"({"forget":true})"), HasSubstr("\"scripted\":0"));
     EXPECT_EQ(program.ask(0x33), ENODEV);
+    board.reader(R"({"script":[{"error":"EIO"}]})");
+    board.reader(R"({"script":[{"result":-4095},{"result":-4096}],"forget":true})"); // these two are left
+    EXPECT_EQ(program.ask(0x33), 4095);                                              // an errno, whatever its name
+    EXPECT_EQ(program.result_of(0xC0044D33), -4096);                                 // a result
     EXPECT_THROW(board.reader(R"({"script":[{"record_hex":"00"}]})"), std::runtime_error);
     EXPECT_THROW(board.reader(R"({"script":[{"receives":"00"}]})"), std::runtime_error);
 }
@@ -211,7 +369,7 @@ TEST(Reader, FindsTheOnlyCardAndTellsItsType)
                             row{R"({"card":"felica"})", 7, 0x1E}}) {
         board.tap_card(each.file);
         EXPECT_EQ(program.ask(0x33, 0xFFFFFFFF), 0) << each.file;
-        EXPECT_EQ(program.word(parameter), each.type) << each.file;
+        EXPECT_EQ(program.word(parameter), 0xFFFFFF00 | each.type) << each.file; // only the lowest byte is the driver's
         EXPECT_EQ(program.ask(0x35), 0) << each.file;
         for (const unsigned open : {0x01U, 0x15U, 0x0AU, 0x28U, 0x3FU, 0x21U, 0x1EU}) {
             const bool iso = (open == 0x01 || open == 0x15) && each.type <= 2;
@@ -282,7 +440,8 @@ TEST(Reader, ReadsAndWritesATagsPages)
 {
     virtual_terminal board;
     reader_program program;
-    board.tap_card(R"({"card":"ntag213","name":"tag","password":"12345678","pack":"ABCD","memory":{"4":"01020304"}})");
+    board.tap_card(R"({"card":"ntag213","name":"tag","password":"12345678","pack":"ABCD","memory":{"4":"01020304"},
+        "signature":"000102030405060708090A0B0C0D0E0F101112131415161718191A1B1C1D1E1F"})");
     ASSERT_EQ(program.ask(0x28), 0);
     EXPECT_EQ(program.ask(0x2A, 4), 0);
     EXPECT_EQ(program.received().size(), 16U);
@@ -299,7 +458,8 @@ TEST(Reader, ReadsAndWritesATagsPages)
     EXPECT_EQ(program.ask(0x31), 0);
     EXPECT_EQ(program.received(), bytes({0, 4, 4, 2, 1, 0, 0x0F, 3}));
     EXPECT_EQ(program.ask(0x30), 0);
-    EXPECT_EQ(program.received().size(), 32U);
+    EXPECT_EQ(program.received(), bytes({0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
+                                         16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31}));
     EXPECT_EQ(program.send(0x2F, "\x12\x34\x56\x78"), 0);
     EXPECT_EQ(program.received(), "\xAB\xCD");
     EXPECT_EQ(program.send(0x2F, "\x12\x34\x56\x79"), EACCES);
@@ -325,7 +485,7 @@ TEST(Reader, CountsWithAnUltralightAndSelectsItsVirtualCard)
     EXPECT_EQ(program.received(), "\xBD"); // nothing was torn
     program.set(transmit_length, 0);       // another request's
     EXPECT_EQ(program.ask(0x4B, 20U << 16), 0);
-    EXPECT_EQ(program.received().size(), 1U);
+    EXPECT_EQ(program.received(), "\x05"); // its type's identifier, as delivered
     EXPECT_EQ(program.ask(0x4B, 19U << 16), EINVAL);
 }
 
@@ -340,8 +500,8 @@ TEST(Reader, CarriesCommandsAndPacketsAsTheyStand)
     EXPECT_EQ(program.send(0x03, ""), EINVAL);
     program.set(transmit_length, 513);
     EXPECT_EQ(program.ask(0x03), EINVAL);
-    EXPECT_EQ(program.ask(0x34), 0);
-    EXPECT_EQ(program.word(parameter), 0x20U);
+    EXPECT_EQ(program.ask(0x34, 0x12345678), 0);
+    EXPECT_EQ(program.word(parameter), 0x12345620U);
     EXPECT_EQ(program.ask(0x38), 0);
     EXPECT_EQ(program.received(), bytes({5, 0x78, 0x80, 0x70, 2}));
     EXPECT_EQ(program.ask(0x37), ENODEV); // it is not of type B
@@ -366,6 +526,13 @@ TEST(Reader, CarriesCommandsAndPacketsAsTheyStand)
     EXPECT_EQ(program.send(0x20, bytes({7, 0, 0xFF, 0xFF, 0, 0})), EINVAL);
 }
 
+/** The number of the command that an answer to "apdu" holds. */
+std::string number_in(const std::string& answer)
+{
+    const auto at = answer.find("\"number\":");
+    return at == std::string::npos ? "none" : std::to_string(std::stoul(answer.substr(at + 9)));
+}
+
 TEST(Reader, WaitsForAnAttachedProgram)
 {
     virtual_terminal board;
@@ -376,10 +543,20 @@ TEST(Reader, WaitsForAnAttachedProgram)
     {
         in_thread<int> exchange([&] { return program.send(0x17, bytes({0, 0xB0, 0, 0, 0})); });
         EXPECT_THAT(board.apdu(), HasSubstr(R"("apdu_hex":"00b0000000","name":"far")"));
+        EXPECT_THROW(board.apdu(R"({"answer_hex":"9000","name":"near"})"), std::runtime_error);
         board.apdu(R"({"answer_hex":"01029000"})");
         EXPECT_EQ(exchange.result(), 0);
     }
     EXPECT_EQ(program.received(), bytes({1, 2, 0x90, 0}));
+    {
+        in_thread<int> exchange([&] { return program.send(0x17, bytes({0, 0xB0, 0, 0, 1})); });
+        const std::string number = number_in(board.apdu());
+        EXPECT_THROW(board.apdu(R"({"answer_hex":"9000","number":0})"), std::runtime_error);
+        board.apdu(R"({"answer_hex":"9000","name":"far","number":)" + number + "}");
+        EXPECT_EQ(exchange.result(), 0);
+        EXPECT_THROW(board.apdu(R"({"answer_hex":"9000","number":)" + number + "}"), std::runtime_error);
+    }
+    EXPECT_THROW(board.apdu(R"({"number":1})"), std::runtime_error);
     {
         in_thread<int> exchange([&] { return program.send(0x17, bytes({0, 0xB0, 0, 0, 0})); });
         EXPECT_THAT(board.apdu(), HasSubstr("far"));
@@ -396,11 +573,22 @@ TEST(Reader, ASignalEndsAnExchangeThatWaits)
     board.tap_card(R"({"card":"type_a","name":"far","program":true})");
     ASSERT_EQ(program.ask(0x01), 0);
     let_signals_interrupt();
-    in_thread<int> exchange([&] { return program.send(0x03, bytes({0, 0xB0, 0, 0, 0})); });
-    EXPECT_THAT(board.apdu(), HasSubstr("far"));
-    exchange.interrupt();
-    EXPECT_EQ(exchange.result(), EINTR);
+    std::string interrupted;
+    {
+        in_thread<int> exchange([&] { return program.send(0x03, bytes({0, 0xB0, 0, 0, 0})); });
+        interrupted = number_in(board.apdu());
+        exchange.interrupt();
+        EXPECT_EQ(exchange.result(), EINTR);
+    }
     EXPECT_EQ(program.ask(0x34), 0); // and the next request goes on
+    EXPECT_THAT(board.apdu(R"({"timeout_ms":0})"), HasSubstr("\"apdu_hex\":null"));
+
+    in_thread<int> next([&] { return program.send(0x03, bytes({0, 0xB0, 0, 0, 1})); });
+    const std::string number = number_in(board.apdu());
+    EXPECT_THROW(board.apdu(R"({"answer_hex":"6F00","number":)" + interrupted + "}"), std::runtime_error);
+    board.apdu(R"({"answer_hex":"9000","number":)" + number + "}");
+    EXPECT_EQ(next.result(), 0);
+    EXPECT_EQ(program.received(), bytes({0x90, 0}));
 }
 
 TEST(Reader, ACardThatIsTornAwayKeepsWhatItHadAndIsGone)
@@ -415,6 +603,15 @@ TEST(Reader, ACardThatIsTornAwayKeepsWhatItHadAndIsGone)
     EXPECT_EQ(program.ask(0x33), ENODEV);
     EXPECT_THAT(board.card(), HasSubstr(R"("cards":[],"pulled":[{"name":"tag")"));
     EXPECT_THAT(board.card(R"({"show":"tag"})"), HasSubstr(R"("4":"61626364")"));
+    EXPECT_THAT(board.card(R"({"show":"tag"})"), Not(HasSubstr("65666768"))); // torn before it was written
+    EXPECT_THAT(board.reader(), HasSubstr("\"pull_after\":null"));
+
+    board.tap_card(R"({"card":"ntag213","name":"tag"})");
+    ASSERT_EQ(program.ask(0x28), 0);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(program.send(0x2C, "ijkl", 5), 0); // once was enough
+    EXPECT_EQ(program.ask(0x2A, 5), 0);
+    EXPECT_EQ(program.received().substr(0, 4), "ijkl");
 }
 
 TEST(Reader, NoiseGarblesAnswersAndASlowCardTakesItsTime)
@@ -431,6 +628,67 @@ TEST(Reader, NoiseGarblesAnswersAndASlowCardTakesItsTime)
     EXPECT_EQ(program.ask(0x2A, 4), 0);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(300));
     EXPECT_EQ(program.received().substr(0, 4), "abcd");
+    for (const unsigned finds : {0x33U, 0x28U}) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(program.ask(finds), 0);
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+    }
+}
+
+TEST(Reader, ASignalEndsAnOpenWhoseCardIsStillToBeFound)
+{
+    virtual_terminal board;
+    reader_program program;
+    board.tap_card(wallet);
+    board.reader(R"({"set":{"delay_ms":500}})");
+    let_signals_interrupt();
+    {
+        in_thread<int> open([&] { return program.ask(0x0A); });
+        EXPECT_EQ(interrupted(open), EINTR);
+    }
+    EXPECT_EQ(program.ask(0x33), 0); // found later than the open would have found it
+    EXPECT_THAT(board.reader(), HasSubstr(R"("family":null)"));
+}
+
+TEST(Reader, ASignalEndsARequestThatAScriptDelays)
+{
+    virtual_terminal board;
+    reader_program program;
+    board.reader(R"({"script":[{"delay_ms":60000},{"request":52,"result":5}]})");
+    let_signals_interrupt();
+    {
+        in_thread<int> delayed([&] { return program.ask(0x33); });
+        EXPECT_THAT(eventually(board, "\"scripted\":1,"), HasSubstr("\"scripted\":1,"));
+        EXPECT_EQ(interrupted(delayed), EINTR);
+    }
+    EXPECT_EQ(program.ask(0x33), ENODEV); // and the next request goes on
+    EXPECT_EQ(program.result_of(0xC0044D34), 5);
+}
+
+TEST(Reader, ASignalEndsARequestThatWaitsForAnother)
+{
+    virtual_terminal board;
+    reader_program first;
+    reader_program second;
+    reader_program third;
+    board.tap_card(R"({"card":"type_a","name":"far","program":true})");
+    ASSERT_EQ(first.ask(0x01), 0);
+    let_signals_interrupt();
+    in_thread<int> exchange([&] { return first.send(0x03, bytes({0, 0xB0, 0, 0, 0})); });
+    EXPECT_THAT(board.apdu(), HasSubstr("far"));
+    board.reader(R"({"script":[{"request":52,"result":5}]})");
+    {
+        in_thread<int> queued([&] { return second.ask(0x34); });
+        EXPECT_FALSE(queued.ends_within(std::chrono::milliseconds(50)));
+        EXPECT_EQ(interrupted(queued), EINTR);
+    }
+    in_thread<int> waits([&] { return third.result_of(0xC0044D34); });
+    EXPECT_FALSE(exchange.ends_within(std::chrono::milliseconds(50))); // it goes on
+    EXPECT_FALSE(waits.ends_within(std::chrono::milliseconds(0)));
+    board.apdu(R"({"answer_hex":"9000"})");
+    EXPECT_EQ(exchange.result(), 0);
+    EXPECT_EQ(first.received(), bytes({0x90, 0}));
+    EXPECT_EQ(waits.result(), 5); // who was interrupted has not used its answer up
 }
 
 TEST(Reader, HalfOfTheAnswersAreGarbledByNoiseOfFifty)

@@ -1,5 +1,5 @@
 /** Ultralight C: its authentication, whose other side OpenSSL computes, its protected pages and its counter. */
-#include "card_talk.h"
+#include "card_frames.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@ namespace {
 using namespace kt::terminal;
 using namespace kt::tests;
 
-const std::string factory_key = bytes_of("49454D4B41455242 214E4143554F5946");
-const std::string other_key = bytes_of("0001020304050607 08090A0B0C0D0E0F");
+const std::string factory_key = bytes_of_digits("49454D4B41455242 214E4143554F5946");
+const std::string other_key = bytes_of_digits("0001020304050607 08090A0B0C0D0E0F");
 
 /** Two-key Triple DES in CBC. */
 std::string ciphered(bool enciphers, const std::string& key, const std::string& iv, const std::string& text)
@@ -39,47 +39,37 @@ std::string rotated(std::string bytes)
 /** What a reader with this key finds: "mutual" when both sides have proved theirs. */
 std::string authenticated(card& with, const std::string& key)
 {
-    const std::string rnd_a = bytes_of("A8AF3B256C75ED40");
-    const std::string first = bytes_of(asked(with, "1A 00"));
+    const std::string rnd_a = bytes_of_digits("A8AF3B256C75ED40");
+    const std::string first = bytes_of_digits(answer_of(with, "1A 00"));
     if (first.size() != 9 || first[0] != '\xAF')
         return "no challenge";
     const std::string enciphered_b = first.substr(1);
     const std::string rnd_b = ciphered(false, key, std::string(8, '\0'), enciphered_b);
     const std::string both = ciphered(true, key, enciphered_b, rnd_a + rotated(rnd_b));
-    const std::string last = asked(with, "AF" + digits_of(both));
+    const std::string last = answer_of(with, "AF" + digits_of_bytes(both));
     if (last.size() != 18 || !last.starts_with("00"))
         return last;
-    const std::string proof = ciphered(false, key, both.substr(8), bytes_of(last.substr(2)));
+    const std::string proof = ciphered(false, key, both.substr(8), bytes_of_digits(last.substr(2)));
     return proof == rotated(rnd_a) ? "mutual" : "another key";
 }
 
 /** A selected card; @p more are further members of its file. */
 card_ptr ticket(const std::string& more = "")
 {
-    const auto card = card_of_file(R"({"card": "ultralight_c", "uid": "04112233445566")" + more + "}");
-    card->power_up();
-    return card;
+    return selected_card(R"({"card": "ultralight_c", "uid": "04112233445566")" + more + "}");
 }
 
-struct exchange {
-    const char* frame; // empty: the card is selected anew
-    const char* answer;
-};
-
-void talk(card& with, std::initializer_list<exchange> exchanges)
+TEST(UltralightC, IsDeliveredWithWhatTheManufacturerWrote)
 {
-    for (const exchange& each : exchanges) {
-        if (*each.frame == '\0')
-            with.power_up();
-        else
-            EXPECT_EQ(asked(with, each.frame), each.answer) << each.frame;
-    }
+    expect_dialogue(*ticket(), {{"30 03", "00000000 02000010 00060110 11FF0000"},
+                                {"30 28", "00000000 00000000 30000000 00000000"}});
+    expect_dialogue(*ticket(R"(, "memory": {"4": "01020304"})"), {{"30 04", "01020304 00060110 11FF0000 00000000"}});
 }
 
 TEST(UltralightC, EnciphersItsChallengeAsInTheDataSheetsExample)
 {
     const auto card = ticket(R"(, "rnd_b": "51E764602678DF2B")");
-    EXPECT_EQ(asked(*card, "1A 00"), "AF577293FD2F34CA51");
+    EXPECT_EQ(answer_of(*card, "1A 00"), "AF577293FD2F34CA51");
 }
 
 TEST(UltralightC, AuthenticatesBothSides)
@@ -93,32 +83,32 @@ TEST(UltralightC, AuthenticatesBothSides)
 TEST(UltralightC, RefusesAnotherKeyAndIsIdleThen)
 {
     const auto card = ticket();
-    EXPECT_EQ(authenticated(*card, other_key), "bits 0");
-    talk(*card, {{"30 00", "silence"}});
+    EXPECT_EQ(authenticated(*card, other_key), "nak 0");
+    expect_dialogue(*card, {{"30 00", "silence"}});
 }
 
 TEST(UltralightC, AsksSomethingElseEachTime)
 {
     const auto card = ticket();
-    const std::string first = asked(*card, "1A 00");
+    const std::string first = answer_of(*card, "1A 00");
     card->power_up();
-    EXPECT_NE(asked(*card, "1A 00"), first);
+    EXPECT_NE(answer_of(*card, "1A 00"), first);
 }
 
 TEST(UltralightC, WantsTheAnswerNextToItsChallenge)
 {
     const std::string answer = "AF 00000000000000000000000000000000";
     const auto card = ticket();
-    talk(*card, {{answer.c_str(), "bits 0"}, {"", ""}, {"1A 01", "bits 0"}, {"", ""}, {"1A", "bits 0"}});
+    expect_dialogue(*card, {{answer, "nak 0"}, {"select"}, {"1A 01", "nak 0"}, {"select"}, {"1A", "nak 0"}});
     for (const char* const between : {"30 00", "A2 04 00000000", "AF 00", "1A 00"}) {
         card->power_up();
-        (void)asked(*card, "1A 00");
-        EXPECT_EQ(asked(*card, between), "bits 0") << between;
+        (void)answer_of(*card, "1A 00");
+        EXPECT_EQ(answer_of(*card, between), "nak 0") << between;
     }
     card->power_up();
-    (void)asked(*card, "1A 00");
+    (void)answer_of(*card, "1A 00");
     card->power_up();
-    talk(*card, {{answer.c_str(), "bits 0"}});
+    expect_dialogue(*card, {{answer, "nak 0"}});
 }
 
 TEST(UltralightC, HidesItsProtectedPages)
@@ -126,40 +116,41 @@ TEST(UltralightC, HidesItsProtectedPages)
     // AUTH0 6; bit 0 of AUTH1: writing alone is protected.
     const std::string memory = R"(, "memory": {"5": "05050505", "6": "06060606", "42": "06000000")";
     const auto card = ticket(memory + "}");
-    talk(*card, {{"30 06", "bits 0"},
-                 {"", ""},
-                 {"30 05", "05050505041122BF3344556644480000"},
-                 {"A2 06 01020304", "bits 0"},
-                 {"", ""},
-                 {"A0 06", "bits 0"},
-                 {"", ""},
-                 {"A2 05 01020304", "bits A"}});
+    expect_dialogue(*card, {{"30 06", "nak 0"},
+                            {"select"},
+                            {"30 05", "05050505041122BF3344556644480000"},
+                            {"A2 06 01020304", "nak 0"},
+                            {"select"},
+                            {"A0 06", "nak 0"},
+                            {"select"},
+                            {"A2 05 01020304", "ack"}});
     EXPECT_EQ(authenticated(*card, factory_key), "mutual");
-    talk(*card,
-         {{"30 05", "01020304060606060000000000000000"}, {"A2 06 01020304", "bits A"}, {"", ""}, {"30 06", "bits 0"}});
+    expect_dialogue(
+        *card,
+        {{"30 05", "01020304060606060000000000000000"}, {"A2 06 01020304", "ack"}, {"select"}, {"30 06", "nak 0"}});
 
     const auto readable = ticket(memory + R"(, "43": "01000000"})");
-    talk(*readable, {{"30 06", "06060606000000000000000000000000"}, {"A2 06 01020304", "bits 0"}});
+    expect_dialogue(*readable, {{"30 06", "06060606000000000000000000000000"}, {"A2 06 01020304", "nak 0"}});
 }
 
 TEST(UltralightC, NeverShowsItsKey)
 {
-    talk(*ticket(),
-         {{"30 2B", "00000000041122BF3344556644480000"}, {"30 2C", "bits 0"}, {"", ""}, {"30 2F", "bits 0"}});
+    expect_dialogue(
+        *ticket(), {{"30 2B", "00000000041122BF3344556644480000"}, {"30 2C", "nak 0"}, {"select"}, {"30 2F", "nak 0"}});
     const auto card = ticket();
     EXPECT_EQ(authenticated(*card, factory_key), "mutual");
-    talk(*card, {{"30 2C", "bits 0"}});
+    expect_dialogue(*card, {{"30 2C", "nak 0"}});
 }
 
 TEST(UltralightC, TakesANewKeyWithEachHalfFromItsLastByteOn)
 {
     const auto card = ticket(); // the frames of the data sheet's example
-    talk(*card, {{"A2 2C 07060504", "bits A"},
-                 {"A2 2D 03020100", "bits A"},
-                 {"A2 2E 0F0E0D0C", "bits A"},
-                 {"A2 2F 0B0A0908", "bits A"},
-                 {"A2 30 00000000", "bits 0"},
-                 {"", ""}});
+    expect_dialogue(*card, {{"A2 2C 07060504", "ack"},
+                            {"A2 2D 03020100", "ack"},
+                            {"A2 2E 0F0E0D0C", "ack"},
+                            {"A2 2F 0B0A0908", "ack"},
+                            {"A2 30 00000000", "nak 0"},
+                            {"select"}});
     EXPECT_EQ(authenticated(*card, other_key), "mutual");
     EXPECT_NE(card->file().find(R"("key": "000102030405060708090A0B0C0D0E0F")"), std::string::npos);
     EXPECT_EQ(card->file().find(R"("44")"), std::string::npos);
@@ -167,23 +158,23 @@ TEST(UltralightC, TakesANewKeyWithEachHalfFromItsLastByteOn)
 
 TEST(UltralightC, CountsInStepsOfFifteenAtMost)
 {
-    talk(*ticket(), {{"A2 29 FF010000", "bits A"}, // any value first
-                     {"30 29", "FF0100003000000000000000041122BF"},
-                     {"A2 29 0F00AABB", "bits A"},
-                     {"30 29", "0E0200003000000000000000041122BF"},
-                     {"A2 29 00000000", "bits A"},
-                     {"A2 29 10000000", "bits 0"},
-                     {"", ""},
-                     {"A2 29 01010000", "bits 0"},
-                     {"", ""},
-                     {"A0 29", "bits A"},
-                     {"01000000 00000000 00000000 00000000", "bits A"},
-                     {"30 29", "0F0200003000000000000000041122BF"}});
-    talk(*ticket(R"(, "memory": {"41": "F8FFAABB"})"), {{"A2 29 08000000", "bits 0"},
-                                                        {"", ""},
-                                                        {"30 29", "F8FF00003000000000000000041122BF"},
-                                                        {"A2 29 07000000", "bits A"},
-                                                        {"30 29", "FFFF00003000000000000000041122BF"}});
+    expect_dialogue(*ticket(), {{"A2 29 FF010000", "ack"}, // any value first
+                                {"30 29", "FF0100003000000000000000041122BF"},
+                                {"A2 29 0F00AABB", "ack"},
+                                {"30 29", "0E0200003000000000000000041122BF"},
+                                {"A2 29 00000000", "ack"},
+                                {"A2 29 10000000", "nak 0"},
+                                {"select"},
+                                {"A2 29 01010000", "nak 0"},
+                                {"select"},
+                                {"A0 29", "ack"},
+                                {"01000000 00000000 00000000 00000000", "ack"},
+                                {"30 29", "0F0200003000000000000000041122BF"}});
+    expect_dialogue(*ticket(R"(, "memory": {"41": "F8FFAABB"})"), {{"A2 29 08000000", "nak 0"},
+                                                                   {"select"},
+                                                                   {"30 29", "F8FF00003000000000000000041122BF"},
+                                                                   {"A2 29 07000000", "ack"},
+                                                                   {"30 29", "FFFF00003000000000000000041122BF"}});
 }
 
 TEST(UltralightC, LocksPagesForGood)
@@ -198,12 +189,12 @@ TEST(UltralightC, LocksPagesForGood)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.locks);
         const auto card = ticket();
-        EXPECT_EQ(asked(*card, "A2 28" + std::string(row.locks)), "bits A");
-        EXPECT_EQ(asked(*card, "A2 28 00000000"), "bits A");
+        EXPECT_EQ(answer_of(*card, "A2 28" + std::string(row.locks)), "ack");
+        EXPECT_EQ(answer_of(*card, "A2 28 00000000"), "ack");
         for (const int page : row.locked) {
             card->power_up();
-            const std::string write = "A2" + digits_of(std::string(1, static_cast<char>(page))) + "30000000";
-            EXPECT_EQ(asked(*card, write), page == row.locked[2] ? "bits A" : "bits 0") << page;
+            const std::string write = "A2" + digits_of_bytes(std::string(1, static_cast<char>(page))) + "30000000";
+            EXPECT_EQ(answer_of(*card, write), page == row.locked[2] ? "ack" : "nak 0") << page;
         }
     }
 }
@@ -218,9 +209,9 @@ TEST(UltralightC, BlockLockingBitsFreezeTheLocks)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.freezes);
         const auto card = ticket();
-        EXPECT_EQ(asked(*card, "A2 28" + std::string(row.freezes)), "bits A");
-        EXPECT_EQ(asked(*card, "A2 28 FFFFFFFF"), "bits A");
-        EXPECT_EQ(asked(*card, "30 28").substr(0, 8), std::string(row.open) + "0000");
+        EXPECT_EQ(answer_of(*card, "A2 28" + std::string(row.freezes)), "ack");
+        EXPECT_EQ(answer_of(*card, "A2 28 FFFFFFFF"), "ack");
+        EXPECT_EQ(answer_of(*card, "30 28").substr(0, 8), std::string(row.open) + "0000");
     }
 }
 
@@ -229,21 +220,20 @@ TEST(UltralightC, KnowsNoneOfTheLaterCommands)
     const auto card = ticket();
     for (const char* const frame : {"60", "3A 00 03", "1B FFFFFFFF", "3C 00", "39 00"}) {
         card->power_up();
-        EXPECT_EQ(asked(*card, frame), "bits 0") << frame;
+        EXPECT_EQ(answer_of(*card, frame), "nak 0") << frame;
     }
 }
 
 TEST(UltralightC, IsTheSameOnceWrittenAndRead)
 {
     const auto card = ticket(R"(, "key": "000102030405060708090A0B0C0D0E0F", "rnd_b": "51E764602678DF2B")");
-    talk(*card, {{"A2 29 11000000", "bits A"}, {"A2 28 02000000", "bits A"}, {"A2 2A 08000000", "bits A"}});
-    const auto again = card_of_file(card->file());
-    again->power_up();
+    expect_dialogue(*card, {{"A2 29 11000000", "ack"}, {"A2 28 02000000", "ack"}, {"A2 2A 08000000", "ack"}});
+    const auto again = selected_card(card->file());
     EXPECT_EQ(again->file(), card->file());
-    EXPECT_EQ(asked(*again, "1A 00"), (card->power_up(), asked(*card, "1A 00")));
+    EXPECT_EQ(answer_of(*again, "1A 00"), (card->power_up(), answer_of(*card, "1A 00")));
     again->power_up();
     EXPECT_EQ(authenticated(*again, other_key), "mutual");
-    talk(*again, {{"30 28", "02000000110000000800000000000000"}, {"A2 10 00000000", "bits 0"}});
+    expect_dialogue(*again, {{"30 28", "02000000110000000800000000000000"}, {"A2 10 00000000", "nak 0"}});
 }
 
 } // namespace
