@@ -58,7 +58,7 @@ endif()
 
 # Builds the GoogleTest program NAME; used by the two functions below.
 function(kt_build_test_program NAME)
-    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBS")
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "STARTS_FIRST" "" "SOURCES;LIBS")
     add_executable(${NAME} ${ARG_SOURCES})
     set_target_properties(${NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
     target_link_libraries(${NAME} PRIVATE
@@ -91,8 +91,9 @@ function(kt_register_test_cases NAME WHERE)
     set_property(DIRECTORY PROPERTY TEST_INCLUDE_FILES ${include_files} ${test_case_file})
 endfunction()
 
-# kt_add_terminal_test(NAME SOURCES ... [LIBS ...])
-# A GoogleTest program against libkt_driver; every test case runs as the program of a terminal of its own.
+# kt_add_terminal_test(NAME [STARTS_FIRST] SOURCES ... [LIBS ...])
+# A GoogleTest program against libkt_driver; every test case runs as the program of a terminal of its own. STARTS_FIRST:
+# some of them wait for half a minute, beside which the others can run.
 function(kt_add_terminal_test NAME)
     if(KT_FUZZ)
         return()
@@ -106,6 +107,10 @@ function(kt_add_terminal_test NAME)
     endif()
     set(launcher ${sanitizer_launcher} ${KT_TERMINAL_PROGRAM} ${sysroot_option} --bind ${PROJECT_BINARY_DIR} --)
     set_property(TARGET ${NAME} PROPERTY CROSSCOMPILING_EMULATOR ${launcher})
+    set(cost 0)
+    if(STARTS_FIRST IN_LIST ARGN)
+        set(cost 60)
+    endif()
     kt_register_test_cases(${NAME} on-terminal)
 endfunction()
 
