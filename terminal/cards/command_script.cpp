@@ -111,7 +111,7 @@ std::string command_script::answer(std::string_view command)
         if (!each.fits(command, state_))
             continue;
         if (each.times)
-            --*each.times;
+            each.times = *each.times - 1;
         if (each.then)
             state_ = *each.then;
         return each.answer;

@@ -42,7 +42,7 @@ public:
     std::string file() const override;
 
 private:
-    using blocks = std::vector<std::string*>;
+    using block_list = std::vector<std::string*>;
 
     void asked(std::string_view frame, reply answered) override;
     std::optional<std::string> answer(std::string_view frame);
@@ -50,10 +50,10 @@ private:
     std::optional<std::string> key_versions(felica_packet packet) const;
     std::optional<std::string> read(felica_packet packet);
     std::optional<std::string> write(felica_packet packet);
-    std::optional<felica_outcome> look_up(felica_packet& packet, bool writing, blocks& found);
+    std::optional<felica_outcome> look_up(felica_packet& packet, bool writing, block_list& found);
     felica_service* service_of(std::uint16_t code);
     felica_outcome block_of(const felica_element& element, const std::vector<std::uint16_t>& codes, bool writing,
-                            blocks& found);
+                            block_list& found);
 
     std::string name_;
     std::string pmm_;
@@ -153,7 +153,7 @@ std::optional<std::string> felica_card::key_versions(felica_packet packet) const
 
 std::optional<std::string> felica_card::read(felica_packet packet)
 {
-    blocks found;
+    block_list found;
     const auto result = look_up(packet, false, found);
     if (!result || (result->why == felica_status::success && !packet.ended_well()))
         return std::nullopt;
@@ -168,7 +168,7 @@ std::optional<std::string> felica_card::read(felica_packet packet)
 
 std::optional<std::string> felica_card::write(felica_packet packet)
 {
-    blocks found;
+    block_list found;
     const auto result = look_up(packet, true, found);
     if (!result || result->why != felica_status::success)
         return result ? std::optional(result->flags()) : std::nullopt;
@@ -181,7 +181,7 @@ std::optional<std::string> felica_card::write(felica_packet packet)
 }
 
 /** Takes services and block list off the packet; nothing when it ends before them. */
-std::optional<felica_outcome> felica_card::look_up(felica_packet& packet, bool writing, blocks& found)
+std::optional<felica_outcome> felica_card::look_up(felica_packet& packet, bool writing, block_list& found)
 {
     const std::uint8_t service_count = packet.byte();
     if (packet.spoilt())
@@ -222,7 +222,7 @@ felica_service* felica_card::service_of(std::uint16_t code)
 }
 
 felica_outcome felica_card::block_of(const felica_element& element, const std::vector<std::uint16_t>& codes,
-                                     bool writing, blocks& found)
+                                     bool writing, block_list& found)
 {
     if (element.order >= codes.size())
         return {felica_status::service_order};

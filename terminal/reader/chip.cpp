@@ -55,10 +55,12 @@ int chip::open()
 
 void chip::close()
 {
-    reader_state last; // its cards go without the lock
+    reader_state fresh; // at the end the last one, whose cards go without the lock
     const std::lock_guard lock(mutex_);
-    if (--state_.opened == 0)
-        last = std::exchange(state_, {.busy = state_.busy});
+    if (--state_.opened != 0)
+        return;
+    fresh.busy = state_.busy;
+    std::swap(fresh, state_);
 }
 
 void chip::control(device_request_ptr asked)
